@@ -1,0 +1,6 @@
+// Vskdatetime.h - the date-time value.
+#pragma once
+
+#include "foundation/Voskellib_stdafx.h"
+
+VSK_DECLARE_UNIT(Vskdatetime)

@@ -1,0 +1,6 @@
+// Vskmath.h - plane geometry.
+#pragma once
+
+#include "foundation/Voskellib_stdafx.h"
+
+VSK_DECLARE_UNIT(Vskmath)

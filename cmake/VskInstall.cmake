@@ -1,0 +1,23 @@
+# Installs the DLL, its import library and the headers under
+# include/voskellib/<folder>/, with a CMake package VoskelLIB.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS voskellib hostfw vsk_options EXPORT VoskelLIBTargets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+foreach(dir foundation files diagnostics threading calendar gui framework hostfw)
+  install(DIRECTORY ${dir}/ DESTINATION include/voskellib/${dir}
+          FILES_MATCHING PATTERN "*.h")
+endforeach()
+install(EXPORT VoskelLIBTargets NAMESPACE VoskelLIB::
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VoskelLIB)
+configure_package_config_file(cmake/VoskelLIBConfig.cmake.in
+  ${CMAKE_BINARY_DIR}/VoskelLIBConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VoskelLIB)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/VoskelLIBConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/VoskelLIBConfig.cmake
+              ${CMAKE_BINARY_DIR}/VoskelLIBConfigVersion.cmake
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VoskelLIB)

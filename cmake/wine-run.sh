@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# Runs one Windows program of the build under Wine with the test platform's
+# settings: a private 32-bit prefix inside the build folder, ANSI and OEM code
+# page 932 (Japanese locale), no Wine debug noise, a fixed time zone, and an X
+# display (a private Xvfb when none is set).
+# Usage: wine-run.sh <build-dir> <program.exe> [args...]
+set -euo pipefail
+
+build_dir=$(cd "$1" && pwd); shift
+
+export WINEPREFIX="$build_dir/wineprefix"
+export WINEARCH=win32
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
+export LANG=ja_JP.UTF-8
+export LC_ALL=ja_JP.UTF-8
+export TZ=${VSK_TEST_TZ:-Asia/Tokyo}
+
+state_dir="$build_dir/wine-run"
+mkdir -p "$state_dir"
+
+# Closes every descriptor above stderr: daemons must not keep the caller's
+# pipes open (CTest waits for them to close).
+close_inherited_fds() {
+    local fd
+    for fd in /proc/$BASHPID/fd/*; do
+        fd=${fd##*/}
+        [ "$fd" -gt 2 ] && eval "exec $fd>&-"
+    done
+    return 0
+}
+
+# A private Xvfb, one per build folder, reused by every test of the run.
+ensure_display() {
+    [ -n "${DISPLAY:-}" ] && return 0
+    local num_file="$state_dir/display" num
+    if [ -f "$num_file" ]; then
+        num=$(cat "$num_file")
+        if [ -e "/tmp/.X11-unix/X$num" ] && pgrep -f "^Xvfb :$num " >/dev/null; then
+            export DISPLAY=":$num"; return 0
+        fi
+    fi
+    for num in $(seq 90 140); do
+        [ -e "/tmp/.X$num-lock" ] && continue
+        (
+            close_inherited_fds
+            exec setsid Xvfb ":$num" -screen 0 1024x768x24 -nolisten tcp </dev/null >/dev/null 2>&1
+        ) &
+        for _ in $(seq 1 50); do
+            [ -e "/tmp/.X11-unix/X$num" ] && break
+            sleep 0.1
+        done
+        if [ -e "/tmp/.X11-unix/X$num" ]; then
+            echo "$num" >"$num_file"; export DISPLAY=":$num"; return 0
+        fi
+    done
+    echo "wine-run: could not start Xvfb" >&2
+    exit 1
+}
+
+# The prefix is made once; a persistent wineserver with its services and the
+# desktop process keeps start-up cheap. They are started detached from the
+# caller's descriptors.
+ensure_wine_running() {
+    local pid_file="$state_dir/wineserver.pid"
+    if [ -f "$WINEPREFIX/.vsk-ready" ] && [ -f "$pid_file" ] && kill -0 "$(cat "$pid_file")" 2>/dev/null; then
+        return 0
+    fi
+    (
+        close_inherited_fds
+        exec </dev/null >/dev/null 2>&1
+        wineserver -p
+        if [ ! -f "$WINEPREFIX/.vsk-ready" ]; then
+            wineboot -i || true
+            touch "$WINEPREFIX/.vsk-ready"
+        fi
+        # Starts the services and the desktop process now, detached.
+        wine cmd.exe /c exit || true
+    )
+    pgrep -n -f "wineserver.* -p" >"$pid_file" || true
+}
+
+(
+    flock 9
+    ensure_display
+    echo "${DISPLAY}" >"$state_dir/current-display"
+    ensure_wine_running
+) 9>"$state_dir/lock"
+export DISPLAY=${DISPLAY:-$(cat "$state_dir/current-display")}
+
+close_inherited_fds
+exec wine "$@"

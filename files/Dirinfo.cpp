@@ -1,0 +1,4 @@
+// Dirinfo.cpp - directory listing.
+#include "files/Dirinfo.h"
+
+VSK_DEFINE_UNIT(Dirinfo, nullptr, nullptr)

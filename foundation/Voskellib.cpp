@@ -1,0 +1,132 @@
+// Voskellib.cpp - the package unit: unit counters, the package-level
+// initialisation in unit order, and the DLL entry point.
+#include "foundation/Voskellib.h"
+
+#include "platform/Win32.h"
+
+namespace {
+vsk::package::UnitObserver g_observer = nullptr;
+
+void Notify(const char* unit, bool starting) {
+    if (g_observer)
+        g_observer(unit, starting);
+}
+} // namespace
+
+namespace vsk::detail {
+
+void CUnitCounter::Initialize() {
+    const int old = m_counter;
+    m_counter = old - 1;
+    if (old != 0)
+        return;
+    Notify(m_name, true);
+    if (m_startUp)
+        m_startUp();
+}
+
+void CUnitCounter::Finalize() {
+    const int old = m_counter;
+    m_counter = old + 1;
+    if (old != -1)
+        return;
+    Notify(m_name, false);
+    if (m_exit)
+        m_exit();
+}
+
+} // namespace vsk::detail
+
+VSK_DEFINE_UNIT(Voskellib, nullptr, nullptr)
+
+namespace vsk::package {
+
+// The unit order is the package's contains list (see Voskellib.rc); the two
+// lists are checked against each other by the package tests.
+void Initialize() {
+    Voskellib::Initialize();
+    Cloneable::Initialize();
+    Filelogger::Initialize();
+    Vskpipe::Initialize();
+    Thread::Initialize();
+    Vskolednd::Initialize();
+    Vskstrbase::Initialize();
+    Commonfunctions::Initialize();
+    Vskdatetime::Initialize();
+    Vskdebug::Initialize();
+    Dirinfo::Initialize();
+    Vskfile::Initialize();
+    Vskstr::Initialize();
+    Commfuncbcb::Initialize();
+    Selectdirectory::Initialize();
+    Vskalgorithm::Initialize();
+    Vskcheckers::Initialize();
+    Vskdib::Initialize();
+    Vskmath::Initialize();
+    Vskmem::Initialize();
+    Vskmemorymanager::Initialize();
+    Vskrefcnt::Initialize();
+    Vskserializeif::Initialize();
+    Vskstringbuffer::Initialize();
+    Vskstrrefcnt::Initialize();
+    Vskstrw::Initialize();
+    Vskwnd::Initialize();
+    Vskwndimefull::Initialize();
+    Ubaserefcnt::Initialize();
+    Voskellib_stdafx::Initialize();
+}
+
+void Finalize() {
+    Voskellib_stdafx::Finalize();
+    Ubaserefcnt::Finalize();
+    Vskwndimefull::Finalize();
+    Vskwnd::Finalize();
+    Vskstrw::Finalize();
+    Vskstrrefcnt::Finalize();
+    Vskstringbuffer::Finalize();
+    Vskserializeif::Finalize();
+    Vskrefcnt::Finalize();
+    Vskmemorymanager::Finalize();
+    Vskmem::Finalize();
+    Vskmath::Finalize();
+    Vskdib::Finalize();
+    Vskcheckers::Finalize();
+    Vskalgorithm::Finalize();
+    Selectdirectory::Finalize();
+    Commfuncbcb::Finalize();
+    Vskstr::Finalize();
+    Vskfile::Finalize();
+    Dirinfo::Finalize();
+    Vskdebug::Finalize();
+    Vskdatetime::Finalize();
+    Commonfunctions::Finalize();
+    Vskstrbase::Finalize();
+    Vskolednd::Finalize();
+    Thread::Finalize();
+    Vskpipe::Finalize();
+    Filelogger::Finalize();
+    Cloneable::Finalize();
+    Voskellib::Finalize();
+}
+
+UnitObserver SetUnitObserver(UnitObserver observer) {
+    UnitObserver previous = g_observer;
+    g_observer = observer;
+    return previous;
+}
+
+} // namespace vsk::package
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+    switch (reason) {
+    case DLL_PROCESS_ATTACH:
+        vsk::package::Initialize();
+        break;
+    case DLL_PROCESS_DETACH:
+        vsk::package::Finalize();
+        break;
+    default:
+        break;
+    }
+    return TRUE;
+}

@@ -1,0 +1,148 @@
+// Vskstr.cpp - vskstr::CVskStr: constructors, formatting, splitting and operators.
+#include "foundation/Vskstr.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+
+VSK_DEFINE_UNIT(Vskstr, nullptr, nullptr)
+
+namespace {
+
+constexpr int kFormatMinimumSize = 128;
+constexpr int kFormatDoublingLimit = 0x3FFFFFFF;
+constexpr int kNumberTextSize = 12; // "-2147483648" and its terminator
+
+vsk::detail::FormatPassObserver g_formatPassObserver = nullptr;
+
+template <typename Container>
+void SplitInto(Container& out, const vskstr::CVskStr& source, const vskstr::CVskStr& separator) {
+    if (separator.Length() == 0)
+        throw std::invalid_argument("SplitString()");
+    const int length = source.Length();
+    const char* data = source.c_str();
+    // Each piece is cut from a private copy of the source, which keeps only
+    // the bytes before its first NUL; pieces are clamped to those bytes.
+    const int viewLength = static_cast<int>(std::find(data, data + length, '\0') - data);
+    for (int i = 0; i < length;) {
+        int p = source.Pos(separator, i);
+        if (p < 0)
+            p = length;
+        const int start = std::min(i, viewLength);
+        out.push_back(vskstr::CVskStr(data + start, std::min(p - i, viewLength - start)));
+        i = p + separator.Length();
+    }
+}
+
+} // namespace
+
+namespace vsk::detail {
+
+FormatPassObserver SetFormatPassObserver(FormatPassObserver observer) {
+    FormatPassObserver previous = g_formatPassObserver;
+    g_formatPassObserver = observer;
+    return previous;
+}
+
+int NextFormatSize(int length, const char* overflowMessage) {
+    long long n = static_cast<long long>(length) + 1;
+    if (n < kFormatMinimumSize)
+        n = kFormatMinimumSize;
+    if (n == INT_MAX)
+        throw std::runtime_error(overflowMessage);
+    n = (n > kFormatDoublingLimit) ? INT_MAX : 2 * n;
+    n += 1;
+    // 2147483647 + 1 does not fit a 32-bit size: no string can hold it.
+    if (n > INT_MAX)
+        throw std::length_error(overflowMessage);
+    return static_cast<int>(n);
+}
+
+} // namespace vsk::detail
+
+namespace vskstr {
+
+CVskStr::CVskStr(const char* s)
+    : CVskStrBase(s ? new Buffer(s) : throw std::invalid_argument("CVskStr::CVskStr()")) {}
+
+CVskStr::CVskStr(const char* s, int length)
+    : CVskStrBase(length >= 0 ? new Buffer(s, static_cast<std::size_t>(length))
+                              : throw std::length_error("CVskStr::CVskStr()")) {}
+
+CVskStr::CVskStr(const System::AnsiString& s) {
+    if (s.data())
+        *this = CVskStr(s.data(), s.Length());
+}
+
+CVskStr::CVskStr(long value) {
+    std::string& text = MutableText();
+    text.resize(kNumberTextSize);
+    _itoa(value, &text[0], 10);
+    CutAtNul();
+}
+
+CVskStr::~CVskStr() = default;
+
+CVskStr::operator System::AnsiString() const { return System::AnsiString(c_str()); }
+
+CVskStr& CVskStr::Format(const char* format, ...) {
+    CVskStr work;
+    for (;;) {
+        const int count = vsk::detail::NextFormatSize(work.Length(),
+                                                      "CVskStr::Format() : 処理可能な最大サイズを超えました");
+        std::string& text = work.MutableText();
+        text.resize(count);
+        if (g_formatPassObserver)
+            g_formatPassObserver(count);
+        va_list args;
+        va_start(args, format);
+        const int written = _vsnprintf(&text[0], count, format, args);
+        va_end(args);
+        if (written >= 0 && written != count)
+            break;
+    }
+    work.CutAtNul();
+    *this = work;
+    return *this;
+}
+
+void SplitString(std::deque<CVskStr>& out, const CVskStr& source, const CVskStr& separator) {
+    SplitInto(out, source, separator);
+}
+
+void SplitString(std::vector<CVskStr>& out, const CVskStr& source, const CVskStr& separator) {
+    SplitInto(out, source, separator);
+}
+
+CVskStr& operator+=(CVskStr& left, const CVskStr& right) {
+    // When right shares left's buffer, making left private leaves the old
+    // buffer to right; when right is left, the append reads left's new text.
+    std::string& text = left.MutableText();
+    text.append(right.Text());
+    return left;
+}
+
+CVskStr operator+(const CVskStr& left, const CVskStr& right) {
+    CVskStr result;
+    std::string& text = result.MutableText();
+    text.reserve(left.Length() + right.Length());
+    text.append(left.Text());
+    text.append(right.Text());
+    return result;
+}
+
+CVskStr operator+(const char* left, const CVskStr& right) { return CVskStr(left) + right; }
+
+bool operator==(const CVskStr& left, const CVskStr& right) { return left.Text() == right.Text(); }
+
+bool operator!=(const CVskStr& left, const CVskStr& right) { return !(left == right); }
+
+bool operator==(const char* left, const CVskStr& right) { return CVskStr(left) == right; }
+
+bool operator!=(const char* left, const CVskStr& right) { return !(CVskStr(left) == right); }
+
+} // namespace vskstr

@@ -1,0 +1,113 @@
+// Vskstr.h - vskstr::CVskStr, the library's narrow (system code page) string.
+#pragma once
+
+#include "foundation/Voskellib_stdafx.h"
+#include "foundation/Vskstrbase.h"
+#include "framework/HostFramework.h"
+
+#include <deque>
+#include <vector>
+
+VSK_DECLARE_UNIT(Vskstr)
+
+namespace vskstr {
+
+/// A multibyte string in the system code page over a shared buffer with copy
+/// on write (see CVskStrBase). Lengths and positions are in bytes.
+///
+/// Example:
+///   vskstr::CVskStr a("abc");
+///   vskstr::CVskStr b(a);          // shares a's buffer, count 2
+///   b.SubStr(1, 1);                // b gets its own buffer: "b"; a stays "abc"
+class VSK_API CVskStr : public CVskStrBase<char> {
+public:
+    /// The empty string; does not allocate.
+    CVskStr() = default;
+    CVskStr(const CVskStr& other) = default;
+    /// The bytes of `s` up to its NUL.
+    /// Errors: std::invalid_argument "CVskStr::CVskStr()" when `s` is nullptr.
+    CVskStr(const char* s);
+    /// Exactly `length` bytes of `s`, NUL bytes included.
+    /// Errors: std::length_error for a negative `length`.
+    CVskStr(const char* s, int length);
+    /// The AnsiString's bytes; an empty AnsiString (no data) gives "".
+    CVskStr(const System::AnsiString& s);
+    /// The decimal text of `value`, e.g. "-2147483648".
+    CVskStr(long value);
+    /// As CVskStr(long); spares callers the choice between long and const char*.
+    CVskStr(int value) : CVskStr(static_cast<long>(value)) {}
+    ~CVskStr() override;
+
+    CVskStr& operator=(const CVskStr& other) = default;
+
+    /// A new AnsiString of the C-string view (it ends at the first NUL).
+    operator System::AnsiString() const;
+
+    /// Replaces the text with the output of `format` and its arguments (the
+    /// C runtime's `_vsnprintf` conventions) and returns this string. The
+    /// output ends at its first NUL. The buffer grows 257, 517, 1037, ...
+    /// bytes until the output fits; arguments may refer to this string.
+    /// Errors: std::runtime_error "CVskStr::Format() : 処理可能な最大サイズを超えました"
+    /// or std::length_error past the largest size; the text is then unchanged.
+    ///
+    /// Example: CVskStr().Format("%s=%d", "x", 5) == "x=5"
+    CVskStr& Format(const char* format, ...) __attribute__((format(ms_printf, 2, 3)));
+
+    CVskStr& SubStr(int start, int len) {
+        CVskStrBase::SubStr(start, len);
+        return *this;
+    }
+    CVskStr& Replace(int first, int last, const CVskStr& with) {
+        CVskStrBase::Replace(first, last, with);
+        return *this;
+    }
+    CVskStr& ReplaceAll(const CVskStr& pattern, const CVskStr& with) {
+        CVskStrBase::ReplaceAll(pattern, with);
+        return *this;
+    }
+
+private:
+    friend VSK_API CVskStr& operator+=(CVskStr& left, const CVskStr& right);
+    friend VSK_API CVskStr operator+(const CVskStr& left, const CVskStr& right);
+    friend VSK_API bool operator==(const CVskStr& left, const CVskStr& right);
+};
+
+/// Appends to `out` the pieces of `source` between occurrences of
+/// `separator`. Two touching separators give an empty piece; a separator at
+/// the end gives no empty last piece; an empty source gives nothing. `out` is
+/// not cleared. The pieces are taken from the C-string view of `source`.
+/// Errors: std::invalid_argument "SplitString()" for an empty separator.
+///
+/// Example: SplitString(out, "a,,b", ",") appends "a", "", "b".
+VSK_API void SplitString(std::deque<CVskStr>& out, const CVskStr& source, const CVskStr& separator);
+VSK_API void SplitString(std::vector<CVskStr>& out, const CVskStr& source, const CVskStr& separator);
+
+/// Appends all bytes of `right` (NUL bytes included) to `left`, which is made
+/// private first; `right` may be `left` itself.
+VSK_API CVskStr& operator+=(CVskStr& left, const CVskStr& right);
+/// The bytes of `left` followed by those of `right`.
+VSK_API CVskStr operator+(const CVskStr& left, const CVskStr& right);
+VSK_API CVskStr operator+(const char* left, const CVskStr& right);
+/// Same length and same bytes (case and NUL bytes count).
+VSK_API bool operator==(const CVskStr& left, const CVskStr& right);
+VSK_API bool operator!=(const CVskStr& left, const CVskStr& right);
+VSK_API bool operator==(const char* left, const CVskStr& right);
+VSK_API bool operator!=(const char* left, const CVskStr& right);
+
+} // namespace vskstr
+
+namespace vsk::detail {
+
+/// Called with the count of every `_vsnprintf` pass of CVskStr::Format (and
+/// nullptr removes it); returns the previous observer. For tests of the
+/// growth rule. Thread safety: none.
+using FormatPassObserver = void (*)(int count);
+VSK_API FormatPassObserver SetFormatPassObserver(FormatPassObserver observer);
+
+/// The next buffer size of the Format loop for a working text of `length`
+/// units: at least 128 doubled, plus one (257, 517, 1037, ...).
+/// Errors: std::runtime_error `overflowMessage` when `length` + 1 is
+/// 2147483647; std::length_error when the size passes 2147483647.
+VSK_API int NextFormatSize(int length, const char* overflowMessage);
+
+} // namespace vsk::detail

@@ -1,0 +1,212 @@
+// Vskstrbase.cpp - CVskStrBase<T> for char and wchar_t.
+#include "foundation/Vskstrbase.h"
+
+#include "foundation/Vskstrw.h"
+#include "platform/Mbcs.h"
+
+#include <algorithm>
+#include <cstring>
+#include <cwchar>
+#include <mbstring.h>
+#include <stdexcept>
+#include <string>
+
+VSK_DEFINE_UNIT(Vskstrbase, nullptr, nullptr)
+
+namespace vsk::detail {
+
+void ThrowUnsupportedCharSize(const char* method) {
+    throw std::logic_error(std::string("指定のTでは実装されていないメソッド。CVskStrbase<T>::") + method);
+}
+
+} // namespace vsk::detail
+
+namespace {
+
+int ClampIndex(int index, int length) { return std::min(std::max(index, 0), length); }
+
+template <typename T>
+int CStringLength(const T* s) {
+    return static_cast<int>(std::char_traits<T>::length(s));
+}
+
+// The first occurrence of `pattern` (non-empty C string) in the C string
+// `text`, chosen by the width of T.
+template <typename T>
+const T* FindUnit(const T* text, const T* pattern) {
+    if constexpr (sizeof(T) == 1) {
+        return reinterpret_cast<const T*>(vsk::detail::MbsStr(
+            reinterpret_cast<const char*>(text), reinterpret_cast<const char*>(pattern)));
+    } else if constexpr (sizeof(T) == 2) {
+        return reinterpret_cast<const T*>(std::wcsstr(reinterpret_cast<const wchar_t*>(text),
+                                                      reinterpret_cast<const wchar_t*>(pattern)));
+    } else if constexpr (sizeof(T) == 4) {
+        auto* found = vskstr::__ucs4str(reinterpret_cast<const unsigned long*>(text), CStringLength(text),
+                                        reinterpret_cast<const unsigned long*>(pattern),
+                                        CStringLength(pattern));
+        return reinterpret_cast<const T*>(found);
+    } else {
+        vsk::detail::ThrowUnsupportedCharSize("Pos()");
+    }
+}
+
+} // namespace
+
+template <typename T>
+CVskStrBase<T>::CVskStrBase() : m_buffer(SharedEmptyBuffer()) {}
+
+template <typename T>
+CVskStrBase<T>::CVskStrBase(const CVskStrBase& other) : m_buffer(other.m_buffer) {
+    m_buffer->AddRef();
+}
+
+template <typename T>
+CVskStrBase<T>& CVskStrBase<T>::operator=(const CVskStrBase& other) {
+    if (this != &other && m_buffer != other.m_buffer) {
+        other.m_buffer->AddRef();
+        m_buffer->Release();
+        m_buffer = other.m_buffer;
+    }
+    return *this;
+}
+
+template <typename T>
+CVskStrBase<T>::~CVskStrBase() {
+    m_buffer->Release();
+    m_buffer = nullptr;
+}
+
+// Made on first use and never freed: the library keeps the reference it was
+// made with, so its count never drops to 0 and writers always copy it first.
+template <typename T>
+typename CVskStrBase<T>::Buffer* CVskStrBase<T>::SharedEmptyBuffer() {
+    static Buffer* const empty = new Buffer();
+    empty->AddRef();
+    return empty;
+}
+
+template <typename T>
+void CVskStrBase<T>::MakeUnique() {
+    if (m_buffer->GetRefCount() <= 1)
+        return;
+    Buffer* own = new Buffer(m_buffer->Text().c_str());
+    m_buffer->Release();
+    m_buffer = own;
+}
+
+template <typename T>
+std::basic_string<T>& CVskStrBase<T>::MutableText() {
+    MakeUnique();
+    return m_buffer->Text();
+}
+
+template <typename T>
+void CVskStrBase<T>::CutAtNul() {
+    std::basic_string<T>& text = MutableText();
+    const auto nul = text.find(T());
+    if (nul != std::basic_string<T>::npos)
+        text.erase(nul);
+}
+
+template <typename T>
+int CVskStrBase<T>::Pos(const CVskStrBase& pattern, int start) const {
+    const T* pat = pattern.c_str();
+    if (pat[0] == T())
+        return -1;
+    const T* text = c_str();
+    const T* found = FindUnit(text + ClampIndex(start, Length()), pat);
+    return found ? static_cast<int>(found - text) : -1;
+}
+
+template <typename T>
+int CVskStrBase<T>::LastChar() const {
+    const int length = Length();
+    if (length == 0)
+        return -1;
+    if constexpr (sizeof(T) == 1) {
+        const auto* text = reinterpret_cast<const unsigned char*>(c_str());
+        return _ismbstrail(text, text + length - 1) ? length - 2 : length - 1;
+    } else if constexpr (sizeof(T) == 2 || sizeof(T) == 4) {
+        return length - 1;
+    } else {
+        vsk::detail::ThrowUnsupportedCharSize("LastChar()");
+    }
+}
+
+template <typename T>
+int CVskStrBase<T>::Strnicmp(int pos, const CVskStrBase& other, int otherPos, int n) const {
+    pos = ClampIndex(pos, Length());
+    otherPos = ClampIndex(otherPos, other.Length());
+    if (n < 0)
+        n = other.Length() - otherPos;
+    const T* a = c_str() + pos;
+    const T* b = other.c_str() + otherPos;
+    if constexpr (sizeof(T) == 1) {
+        return _mbsnicmp(reinterpret_cast<const unsigned char*>(a), reinterpret_cast<const unsigned char*>(b), n);
+    } else if constexpr (sizeof(T) == 2) {
+        return _wcsnicmp(reinterpret_cast<const wchar_t*>(a), reinterpret_cast<const wchar_t*>(b), n);
+    } else if constexpr (sizeof(T) == 4) {
+        return vskstr::__ucs4strnicmp(reinterpret_cast<const unsigned long*>(a), std::min(n, Length() - pos),
+                                      reinterpret_cast<const unsigned long*>(b),
+                                      std::min(n, other.Length() - otherPos));
+    } else {
+        vsk::detail::ThrowUnsupportedCharSize("Strnicmp()");
+    }
+}
+
+template <typename T>
+CVskStrBase<T>& CVskStrBase<T>::SubStr(int start, int len) {
+    if (len < 0)
+        throw std::length_error("CVskStrBase<T>::SubStr()");
+    std::basic_string<T>& text = MutableText();
+    const int length = static_cast<int>(text.size());
+    start = ClampIndex(start, length);
+    len = std::min(len, length - start);
+    text.erase(start + len);
+    text.erase(0, start);
+    return *this;
+}
+
+template <typename T>
+CVskStrBase<T>& CVskStrBase<T>::Replace(int first, int last, const CVskStrBase& with) {
+    if (first < 0 || first > Length())
+        throw std::out_of_range("CVskStrBase<T>::Replace()");
+    // When `with` shares this string's buffer, making this string private
+    // leaves the old buffer to `with`.
+    std::basic_string<T>& text = MutableText();
+    // An inverted range is empty: `with` is inserted at `first`.
+    text.replace(first, std::max(last - first + 1, 0), with.Text());
+    return *this;
+}
+
+// One pass over the text that gives, byte for byte, what replacing the first
+// match, searching again after the inserted text, and so on would give.
+template <typename T>
+CVskStrBase<T>& CVskStrBase<T>::ReplaceAll(const CVskStrBase& pattern, const CVskStrBase& with) {
+    int match = Pos(pattern, 0);
+    if (match < 0)
+        return *this;
+    const std::basic_string<T> patternView(pattern.c_str());
+    const std::size_t replacedLength = pattern.Length();
+    const std::basic_string<T> insert(with.Text());
+
+    std::basic_string<T>& source = MutableText();
+    std::basic_string<T> result;
+    result.reserve(source.size());
+    std::size_t from = 0;
+    for (;;) {
+        result.append(source, from, match - from);
+        result.append(insert);
+        from = std::min(match + replacedLength, source.size());
+        const T* found = FindUnit(source.c_str() + from, patternView.c_str());
+        if (!found)
+            break;
+        match = static_cast<int>(found - source.c_str());
+    }
+    result.append(source, from, std::basic_string<T>::npos);
+    source.swap(result);
+    return *this;
+}
+
+template class CVskStrBase<char>;
+template class CVskStrBase<wchar_t>;

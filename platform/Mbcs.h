@@ -1,0 +1,19 @@
+// Mbcs.h - multibyte (double-byte character set) string routines with the
+// documented Windows C runtime behaviour. Internal; not exported.
+#pragma once
+
+namespace vsk::detail {
+
+/// Finds `pattern` in `s` as the Windows C runtime's `_mbsstr` does: a match
+/// starts only on a character boundary (never on the trail byte of a
+/// double-byte character, judged from `s`), and both strings end at their
+/// first NUL. Returns `s` for an empty pattern, nullptr when nothing is found.
+///
+/// Wine's `_mbsstr` compares bytewise and reports a match that starts on a
+/// trail byte such as 0x5C ('\'); tests/foundation/Mbcs_test.cpp pins this one.
+const char* MbsStr(const char* s, const char* pattern);
+
+/// True when `c` is a lead byte of the system's ANSI code page.
+bool IsLeadByte(unsigned char c);
+
+} // namespace vsk::detail

@@ -1,0 +1,86 @@
+// TestSupport.cpp - helpers shared by the test suites.
+#include "tests/support/TestSupport.h"
+
+#include "platform/Win32.h"
+
+#include <atomic>
+#include <cstdio>
+#include <stdexcept>
+
+namespace vsktest {
+
+namespace {
+
+std::atomic<int> g_tempCounter{0};
+
+void RemoveTree(const std::string& path) {
+    WIN32_FIND_DATAA entry;
+    HANDLE find = FindFirstFileA((path + "\\*").c_str(), &entry);
+    if (find != INVALID_HANDLE_VALUE) {
+        do {
+            const std::string name = entry.cFileName;
+            if (name == "." || name == "..")
+                continue;
+            const std::string child = path + "\\" + name;
+            SetFileAttributesA(child.c_str(), FILE_ATTRIBUTE_NORMAL);
+            if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+                RemoveTree(child);
+            else
+                DeleteFileA(child.c_str());
+        } while (FindNextFileA(find, &entry));
+        FindClose(find);
+    }
+    RemoveDirectoryA(path.c_str());
+}
+
+} // namespace
+
+CTempDir::CTempDir() {
+    char base[MAX_PATH];
+    GetTempPathA(MAX_PATH, base);
+    for (;;) {
+        char name[64];
+        std::snprintf(name, sizeof name, "vsktest-%lu-%d", GetCurrentProcessId(), g_tempCounter++);
+        m_path = std::string(base) + name;
+        if (CreateDirectoryA(m_path.c_str(), nullptr))
+            return;
+        if (GetLastError() != ERROR_ALREADY_EXISTS)
+            throw std::runtime_error("cannot create " + m_path + ": " + Win32ErrorText(GetLastError()));
+    }
+}
+
+CTempDir::~CTempDir() { RemoveTree(m_path); }
+
+std::string Win32ErrorText(unsigned long code) {
+    char* text = nullptr;
+    FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                   nullptr, code, 0, reinterpret_cast<char*>(&text), 0, nullptr);
+    std::string result = "error " + std::to_string(code) + (text ? std::string(": ") + text : "");
+    LocalFree(text);
+    return result;
+}
+
+std::string ReadFileBytes(const std::string& path) {
+    FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f)
+        throw std::runtime_error("cannot open " + path);
+    std::string bytes;
+    char chunk[4096];
+    std::size_t got;
+    while ((got = std::fread(chunk, 1, sizeof chunk, f)) > 0)
+        bytes.append(chunk, got);
+    std::fclose(f);
+    return bytes;
+}
+
+void WriteFileBytes(const std::string& path, const std::string& bytes) {
+    FILE* f = std::fopen(path.c_str(), "wb");
+    if (!f)
+        throw std::runtime_error("cannot create " + path);
+    const bool ok = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+    std::fclose(f);
+    if (!ok)
+        throw std::runtime_error("cannot write " + path);
+}
+
+} // namespace vsktest

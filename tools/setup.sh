@@ -1,0 +1,131 @@
+#!/usr/bin/env bash
+# Installs what a fresh Debian machine lacks to build and test VoskelLIB:
+# the i686 MinGW-w64 compiler, 32-bit Wine, Xvfb, CMake, GoogleTest sources,
+# the ja_JP.UTF-8 locale and the PCRE2 source package.
+# Idempotent and quiet when everything is present; exits non-zero with a
+# clear message when a package cannot be had.
+set -euo pipefail
+
+log() { printf 'setup: %s\n' "$*" >&2; }
+die() { printf 'setup: error: %s\n' "$*" >&2; exit 1; }
+
+SUDO=""
+if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+
+PACKAGES=(wine wine32:i386 g++-mingw-w64-i686-posix xvfb xauth cmake make
+          googletest locales dpkg-dev)
+
+have_package() {
+    dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q '^install ok installed$'
+}
+
+missing_packages() {
+    local p
+    for p in "${PACKAGES[@]}"; do
+        have_package "$p" || printf '%s\n' "$p"
+    done
+}
+
+ensure_i386() {
+    if ! dpkg --print-foreign-architectures | grep -qx i386; then
+        log "enabling the i386 architecture"
+        $SUDO dpkg --add-architecture i386
+        NEED_UPDATE=1
+    fi
+}
+
+# The i386 index of the security suite has been seen to fail to download
+# (size mismatch), which leaves wine32's dependencies unresolvable. Pinning
+# that suite low lets the main suite provide a consistent set.
+ensure_security_pin() {
+    local pin=/etc/apt/preferences.d/voskellib-security-pin
+    if [ ! -f "$pin" ]; then
+        $SUDO tee "$pin" >/dev/null <<'PIN'
+Package: *
+Pin: release l=Debian-Security
+Pin-Priority: 1
+PIN
+        NEED_UPDATE=1
+    fi
+}
+
+ensure_deb_src() {
+    if ! grep -rqs '^Types:.*deb-src' /etc/apt/sources.list.d/ \
+       && ! grep -qs '^deb-src' /etc/apt/sources.list; then
+        log "adding a deb-src entry"
+        $SUDO tee /etc/apt/sources.list.d/voskellib-src.sources >/dev/null <<'SRC'
+Types: deb-src
+URIs: http://deb.debian.org/debian
+Suites: bookworm
+Components: main
+Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
+SRC
+        NEED_UPDATE=1
+    fi
+}
+
+apt_update() {
+    [ "$UPDATED" = 1 ] && return 0
+    UPDATED=1
+    log "updating package indexes"
+    # A failing secondary index (see ensure_security_pin) must not stop us;
+    # a missing package is reported below by apt-get install itself.
+    $SUDO apt-get update -qq >/dev/null 2>&1 || log "apt-get update reported errors; continuing"
+}
+
+ensure_packages() {
+    local missing
+    missing=$(missing_packages)
+    [ -z "$missing" ] && return 0
+    apt_update
+    log "installing: $(echo $missing)"
+    # shellcheck disable=SC2086
+    if ! DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends \
+            $missing >/tmp/voskellib-setup-apt.log 2>&1; then
+        tail -n 20 /tmp/voskellib-setup-apt.log >&2
+        die "could not install: $(echo $missing) (see /tmp/voskellib-setup-apt.log)"
+    fi
+    missing=$(missing_packages)
+    [ -z "$missing" ] || die "still missing after install: $(echo $missing)"
+}
+
+ensure_locale() {
+    if ! locale -a 2>/dev/null | grep -qix 'ja_JP.utf8'; then
+        log "generating the ja_JP.UTF-8 locale"
+        if ! grep -qs '^ja_JP.UTF-8 UTF-8' /etc/locale.gen; then
+            echo 'ja_JP.UTF-8 UTF-8' | $SUDO tee -a /etc/locale.gen >/dev/null
+        fi
+        $SUDO locale-gen >/dev/null 2>&1 || die "locale-gen failed for ja_JP.UTF-8"
+        locale -a 2>/dev/null | grep -qix 'ja_JP.utf8' || die "ja_JP.UTF-8 locale not available"
+    fi
+}
+
+# Unpacks the pcre2 source package into $1 (once). The build compiles it.
+ensure_pcre2_source() {
+    local dest=$1
+    if compgen -G "$dest/pcre2-*/src/pcre2_compile.c" >/dev/null; then return 0; fi
+    mkdir -p "$dest"
+    log "fetching the pcre2 source package into $dest"
+    if ! (cd "$dest" && apt-get source -qq pcre2 >/tmp/voskellib-setup-src.log 2>&1); then
+        UPDATED=0; apt_update
+        (cd "$dest" && apt-get source -qq pcre2 >/tmp/voskellib-setup-src.log 2>&1) \
+            || { tail -n 20 /tmp/voskellib-setup-src.log >&2; die "could not fetch the pcre2 source package"; }
+    fi
+    compgen -G "$dest/pcre2-*/src/pcre2_compile.c" >/dev/null || die "pcre2 source not unpacked in $dest"
+}
+
+main() {
+    local src_dir=${1:-}
+    NEED_UPDATE=0
+    UPDATED=0
+    ensure_i386
+    ensure_security_pin
+    ensure_deb_src
+    if [ "$NEED_UPDATE" = 1 ]; then apt_update; fi
+    ensure_packages
+    ensure_locale
+    [ -n "$src_dir" ] && ensure_pcre2_source "$src_dir"
+    return 0
+}
+
+main "$@"
