@@ -17,6 +17,14 @@ namespace vsk {
 ///   vsk::CVskRefCnt<vskstr::CVskStr*> a(new vskstr::CVskStr("text"));
 ///   vsk::CVskRefCnt<vskstr::CVskStr*> b(a);   // a and b share; count 2
 ///   // the string is deleted when both a and b are gone
+// GCC 12 reports a use after free when two owners of one record are destroyed
+// in one inlined scope: it does not follow the count that keeps the record
+// alive for the first one.
+#if defined(__GNUC__) && __GNUC__ >= 12
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuse-after-free"
+#endif
+
 template <typename T>
 class CVskRefCnt {
 public:
@@ -53,16 +61,21 @@ public:
 
 private:
     void Drop() {
-        if (--m_record->m_count != 0)
-            return;
-        if (m_record->m_object)
-            delete m_record->m_object;
-        m_record->m_object = nullptr;
-        delete m_record;
+        CRefCnt* record = m_record;
         m_record = nullptr;
+        if (--record->m_count != 0)
+            return;
+        if (record->m_object)
+            delete record->m_object;
+        record->m_object = nullptr;
+        delete record;
     }
 
     CRefCnt* m_record;
 };
+
+#if defined(__GNUC__) && __GNUC__ >= 12
+#pragma GCC diagnostic pop
+#endif
 
 } // namespace vsk

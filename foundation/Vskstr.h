@@ -53,6 +53,13 @@ public:
     /// Example: CVskStr().Format("%s=%d", "x", 5) == "x=5"
     CVskStr& Format(const char* format, ...) __attribute__((format(ms_printf, 2, 3)));
 
+    // The operations below take and return CVskStr, so that C strings convert
+    // to patterns ("s.Pos("b")") and results chain as CVskStr.
+
+    int Pos(const CVskStr& pattern, int start = 0) const { return CVskStrBase::Pos(pattern, start); }
+    int Strnicmp(int pos, const CVskStr& other, int otherPos, int n) const {
+        return CVskStrBase::Strnicmp(pos, other, otherPos, n);
+    }
     CVskStr& SubStr(int start, int len) {
         CVskStrBase::SubStr(start, len);
         return *this;

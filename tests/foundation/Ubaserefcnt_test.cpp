@@ -1,0 +1,67 @@
+// Ubaserefcnt_test.cpp - CBaseRefCnt.
+#include "foundation/Ubaserefcnt.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <exception>
+
+namespace {
+
+class CCounted : public CBaseRefCnt {
+public:
+    explicit CCounted(int* destroyed) : m_destroyed(destroyed) {}
+    ~CCounted() override { ++*m_destroyed; }
+    void SetCount(int count) { m_refCount = count; }
+
+private:
+    int* m_destroyed;
+};
+
+TEST(CBaseRefCnt, StartsWithOneReference) {
+    int destroyed = 0;
+    CCounted* object = new CCounted(&destroyed);
+    EXPECT_EQ(1, object->GetRefCount());
+    object->Release();
+}
+
+TEST(CBaseRefCnt, ReleasedOnceIsDestroyed) {
+    int destroyed = 0;
+    CCounted* object = new CCounted(&destroyed);
+    object->Release();
+    EXPECT_EQ(1, destroyed);
+}
+
+TEST(CBaseRefCnt, LivesUntilTheLastRelease) {
+    int destroyed = 0;
+    CCounted* object = new CCounted(&destroyed);
+    object->AddRef();
+    EXPECT_EQ(2, object->GetRefCount());
+    object->Release();
+    EXPECT_EQ(0, destroyed);
+    object->Release();
+    EXPECT_EQ(1, destroyed);
+}
+
+TEST(CBaseRefCnt, AddRefAtTheLargestCountThrowsAndKeepsTheCount) {
+    int destroyed = 0;
+    CCounted* object = new CCounted(&destroyed);
+    object->SetCount(INT_MAX);
+    EXPECT_THROW(object->AddRef(), std::exception);
+    EXPECT_EQ(INT_MAX, object->GetRefCount());
+    object->SetCount(1);
+    object->Release();
+    EXPECT_EQ(1, destroyed);
+}
+
+TEST(CBaseRefCnt, AddRefBelowTheLargestCountReachesIt) {
+    int destroyed = 0;
+    CCounted* object = new CCounted(&destroyed);
+    object->SetCount(INT_MAX - 1);
+    EXPECT_NO_THROW(object->AddRef());
+    EXPECT_EQ(INT_MAX, object->GetRefCount());
+    object->SetCount(1);
+    object->Release();
+}
+
+} // namespace
