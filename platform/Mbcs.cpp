@@ -33,11 +33,19 @@ const char* MbsStr(const char* s, const char* pattern) {
     if (patternLength == 0)
         return s;
     const bool* lead = LeadBytes().lead;
-    for (const char* p = s; *p != '\0';) {
-        if (*p == *pattern && std::strncmp(p, pattern, patternLength) == 0)
+    // Candidates come from strchr, which also stops at the text's end. For a
+    // candidate that matches, the character walk moves on from the last
+    // known character start, so the walk covers the text at most once.
+    const char* boundary = s;
+    for (const char* p = std::strchr(s, pattern[0]); p; p = std::strchr(p + 1, pattern[0])) {
+        if (std::strncmp(p, pattern, patternLength) != 0)
+            continue;
+        while (boundary < p) {
+            // A lead byte directly before the terminator is a character of its own.
+            boundary += (lead[static_cast<unsigned char>(*boundary)] && boundary[1] != '\0') ? 2 : 1;
+        }
+        if (boundary == p)
             return p;
-        // A lead byte directly before the terminator is a character of its own.
-        p += (lead[static_cast<unsigned char>(*p)] && p[1] != '\0') ? 2 : 1;
     }
     return nullptr;
 }

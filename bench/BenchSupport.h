@@ -1,0 +1,36 @@
+// BenchSupport.h - timing helpers shared by the benchmarks.
+#pragma once
+
+#include "platform/Win32.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace vskbench {
+
+/// Seconds of the fastest of `rounds` runs of `body`.
+template <typename Body>
+double BestSeconds(int rounds, Body body) {
+    LARGE_INTEGER frequency;
+    QueryPerformanceFrequency(&frequency);
+    double best = 1e30;
+    for (int i = 0; i < rounds; ++i) {
+        LARGE_INTEGER start, stop;
+        QueryPerformanceCounter(&start);
+        body();
+        QueryPerformanceCounter(&stop);
+        best = std::min(best, double(stop.QuadPart - start.QuadPart) / double(frequency.QuadPart));
+    }
+    return best;
+}
+
+/// Prints one comparison: library time, baseline time, and how the ratio
+/// stands against the goal (`higherIsBetter`: library speed / baseline speed).
+inline void Report(const char* name, double librarySeconds, double baselineSeconds, double goal,
+                   const char* goalText) {
+    const double ratio = baselineSeconds / librarySeconds; // >1: library faster
+    std::printf("%-58s library %10.3f us  baseline %10.3f us  speed ratio %8.2fx  goal %s: %s\n", name,
+                librarySeconds * 1e6, baselineSeconds * 1e6, ratio, goalText, ratio >= goal ? "met" : "NOT MET");
+}
+
+} // namespace vskbench
