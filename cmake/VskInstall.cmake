@@ -7,7 +7,7 @@ install(TARGETS voskellib hostfw vsk_options EXPORT VoskelLIBTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-foreach(dir foundation files diagnostics threading calendar gui framework hostfw)
+foreach(dir foundation files diagnostics threading calendar gui framework hostfw platform)
   install(DIRECTORY ${dir}/ DESTINATION include/voskellib/${dir}
           FILES_MATCHING PATTERN "*.h")
 endforeach()
