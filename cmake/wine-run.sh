@@ -69,7 +69,8 @@ ensure_wine_running() {
     (
         close_inherited_fds
         exec </dev/null >/dev/null 2>&1
-        wineserver -p
+        mkdir -p "$WINEPREFIX"
+        wineserver -p || true
         if [ ! -f "$WINEPREFIX/.vsk-ready" ]; then
             wineboot -i || true
             touch "$WINEPREFIX/.vsk-ready"
