@@ -108,7 +108,13 @@ CVskStr& CVskStr::Format(const char* format, ...) {
     va_end(firstArgs);
     if (written >= 0 && written != firstCount) {
         va_end(args);
-        *this = CVskStr(first); // ends at the first NUL, as CutAtNul would
+        // The output is safe on the stack, so a buffer this string alone
+        // holds can take it in place; a shared one is left to its sharers.
+        // Either way the text ends at the first NUL, as CutAtNul would end it.
+        if (GetRefCount() == 1)
+            MutableText().assign(first);
+        else
+            *this = CVskStr(first);
         return *this;
     }
 
