@@ -1,6 +1,8 @@
 // Vskstr.cpp - vskstr::CVskStr: constructors, formatting, splitting and operators.
 #include "foundation/Vskstr.h"
 
+#include "foundation/Vskstrw.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstdarg>
@@ -85,6 +87,23 @@ CVskStr::CVskStr(long value) {
     text.resize(kNumberTextSize);
     _itoa(value, &text[0], 10);
     CutAtNul();
+}
+
+CVskStr::CVskStr(const CVskStrW& w) {
+    // Code page 1 is the OEM code page; the ANSI one is not used on purpose.
+    constexpr unsigned int kOemCodePage = 1;
+    const auto toNarrow = vsk::detail::GetCodePageConverters().toNarrow;
+    const int n = toNarrow(kOemCodePage, 0, w.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    char* out = nullptr;
+    if (n > 0) {
+        std::string& text = MutableText();
+        text.resize(n);
+        out = &text[0];
+    }
+    const int r = toNarrow(kOemCodePage, 0, w.c_str(), -1, out, n, nullptr, nullptr);
+    if (r == 0)
+        throw std::runtime_error("CVskStr::CVskSTr()");
+    MutableText().resize(n - 1);
 }
 
 CVskStr::~CVskStr() = default;

@@ -12,6 +12,8 @@ VSK_DECLARE_UNIT(Vskstr)
 
 namespace vskstr {
 
+class CVskStrW;
+
 /// A multibyte string in the system code page over a shared buffer with copy
 /// on write (see CVskStrBase). Lengths and positions are in bytes.
 ///
@@ -36,6 +38,12 @@ public:
     CVskStr(long value);
     /// As CVskStr(long); spares callers the choice between long and const char*.
     CVskStr(int value) : CVskStr(static_cast<long>(value)) {}
+    /// The text of `w` up to its first NUL, converted to the OEM code page
+    /// (code page 1, not the ANSI one); characters the code page lacks become
+    /// its default character.
+    /// Errors: std::runtime_error "CVskStr::CVskSTr()" (so spelled) when the
+    /// conversion fails.
+    CVskStr(const CVskStrW& w);
     ~CVskStr() override;
 
     CVskStr& operator=(const CVskStr& other) = default;

@@ -1,11 +1,78 @@
-// Vskstrw.h - the UTF-16 string's unit and the UCS-4 routines on raw 32-bit arrays.
+// Vskstrw.h - vskstr::CVskStrW, the UTF-16 string, and the UCS-4 routines on raw 32-bit arrays.
 #pragma once
 
 #include "foundation/Voskellib_stdafx.h"
+#include "foundation/Vskstr.h"
+#include "foundation/Vskstrbase.h"
 
 VSK_DECLARE_UNIT(Vskstrw)
 
 namespace vskstr {
+
+/// A UTF-16 string over a shared buffer with copy on write (see
+/// CVskStrBase); lengths and positions count 16-bit units. It carries text to
+/// and from wide-character system interfaces.
+///
+/// Conversions with CVskStr go through the OEM code page (code page 1), not
+/// the ANSI one; a character the code page lacks becomes its default
+/// character silently.
+///
+/// Example:
+///   vskstr::CVskStrW w(vskstr::CVskStr("abc"));   // L"abc"
+///   vskstr::CVskStr back(w);                      // "abc"
+class VSK_API CVskStrW : public CVskStrBase<wchar_t> {
+public:
+    /// The empty string; shares the one empty wide buffer.
+    CVskStrW() = default;
+    CVskStrW(const CVskStrW& other) = default;
+    /// The text of `s` up to its first NUL, converted from the OEM code page.
+    /// Errors: std::runtime_error "CVskStrW::CVskStrW()" when the conversion fails.
+    CVskStrW(const CVskStr& s);
+    /// The units of `s` up to its NUL.
+    /// Errors: std::invalid_argument "CVskStrW::CVskStrW()" when `s` is nullptr.
+    CVskStrW(const wchar_t* s);
+    /// Exactly `length` units of `s`, NUL units included.
+    /// Errors: std::length_error for a negative `length`.
+    CVskStrW(const wchar_t* s, int length);
+    ~CVskStrW() override;
+
+    CVskStrW& operator=(const CVskStrW& other) = default;
+
+    /// Replaces the text with the output of `format` and its arguments (the
+    /// C runtime's `_vsnwprintf` conventions, so "%s" takes a wide string) and
+    /// returns this string. The output ends at its first NUL. The buffer grows
+    /// 257, 517, 1037, ... units until the output fits; arguments may refer
+    /// to this string.
+    /// Errors: std::runtime_error "CVskStrW::Format() : 処理可能な最大サイズを超えました"
+    /// or std::length_error past the largest size; the text is then unchanged.
+    ///
+    /// Example: CVskStrW().Format(L"%s=%d", L"x", 5) == L"x=5"
+    CVskStrW& Format(const wchar_t* format, ...);
+
+    // The operations below take and return CVskStrW, so that wide C strings
+    // convert to patterns and results chain as CVskStrW.
+
+    int Pos(const CVskStrW& pattern, int start = 0) const { return CVskStrBase::Pos(pattern, start); }
+    int Strnicmp(int pos, const CVskStrW& other, int otherPos, int n) const {
+        return CVskStrBase::Strnicmp(pos, other, otherPos, n);
+    }
+    CVskStrW& SubStr(int start, int len) {
+        CVskStrBase::SubStr(start, len);
+        return *this;
+    }
+    CVskStrW& Replace(int first, int last, const CVskStrW& with) {
+        CVskStrBase::Replace(first, last, with);
+        return *this;
+    }
+    CVskStrW& ReplaceAll(const CVskStrW& pattern, const CVskStrW& with) {
+        CVskStrBase::ReplaceAll(pattern, with);
+        return *this;
+    }
+
+    /// Same length and same units (NUL units count).
+    bool operator==(const CVskStrW& other) const { return Text() == other.Text(); }
+    bool operator!=(const CVskStrW& other) const { return !(*this == other); }
+};
 
 /// Finds `pat` (`plen` values) in `s` (`slen` values); nullptr when either is
 /// empty or nothing is found. The arrays are not terminated.
@@ -32,3 +99,33 @@ VSK_API int __ucs4strncmp(const unsigned long* a, int alen, const unsigned long*
 VSK_API int __ucs4strnicmp(const unsigned long* a, int alen, const unsigned long* b, int blen);
 
 } // namespace vskstr
+
+namespace vsk::detail {
+
+/// The next buffer size of CVskStrW::Format for a working text of `length`
+/// units (the growth rule of NextFormatSize with the wide string's message).
+VSK_API int NextWideFormatSize(int length);
+
+/// Called with the count of every `_vsnwprintf` pass of CVskStrW::Format
+/// (nullptr removes it); returns the previous observer. For tests of the
+/// growth rule. Thread safety: none.
+VSK_API FormatPassObserver SetWideFormatPassObserver(FormatPassObserver observer);
+
+/// The code-page conversions the string classes call, with the signatures of
+/// MultiByteToWideChar and WideCharToMultiByte. Tests replace them to see the
+/// arguments and to make a conversion fail; nullptr restores the system's.
+/// Returns the previous pair. Thread safety: none.
+using MultiByteToWideFn = int(__stdcall*)(unsigned int codePage, unsigned long flags, const char* text,
+                                          int length, wchar_t* out, int outLength);
+using WideToMultiByteFn = int(__stdcall*)(unsigned int codePage, unsigned long flags, const wchar_t* text,
+                                          int length, char* out, int outLength, const char* defaultChar,
+                                          int* usedDefault);
+struct CodePageConverters {
+    MultiByteToWideFn toWide;
+    WideToMultiByteFn toNarrow;
+};
+VSK_API CodePageConverters SetCodePageConverters(CodePageConverters converters);
+/// The pair in use.
+VSK_API CodePageConverters GetCodePageConverters();
+
+} // namespace vsk::detail
