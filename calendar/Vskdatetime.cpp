@@ -1,6 +1,8 @@
 // Vskdatetime.cpp - CVskDatetime, a calendar date and time of day in local time.
 #include "calendar/Vskdatetime.h"
 
+#include "platform/Time32.h"
+
 #include <climits>
 #include <cstring>
 #include <ctime>
@@ -19,7 +21,8 @@ namespace {
 using vskstr::CVskStr;
 
 // The value is the C runtime's 32-bit time_t. MinGW's own time_t is 64-bit,
-// so the runtime is called through its explicit 32-bit entries.
+// so the runtime is called through its explicit 32-bit entries (local time
+// to seconds through vsk::detail::Mktime32, which keeps Windows' range).
 using Time32 = __time32_t;
 static_assert(sizeof(Time32) == 4 && sizeof(long) == 4, "the stored value is a signed 32-bit count");
 
@@ -89,7 +92,7 @@ CVskDatetime::CVskDatetime(long date, long time) : m_time(0) {
     t.tm_sec = time % 100;
     // Standard time always; -1 would let the runtime guess.
     t.tm_isdst = 0;
-    const Time32 value = _mktime32(&t);
+    const Time32 value = vsk::detail::Mktime32(&t);
     if (value == -1)
         throw std::invalid_argument("CVskDatetime::CVskDatetime(long,long)");
     m_time = value;
@@ -195,7 +198,7 @@ int CVskDatetime::GetDayOfWeek() const {
     t.tm_mon = date / 100 % 100 - 1;
     t.tm_mday = date % 100;
     t.tm_isdst = 0;
-    if (_mktime32(&t) == -1)
+    if (vsk::detail::Mktime32(&t) == -1)
         throw std::runtime_error("CVskDatetime::GetDayOfWeek()");
     return t.tm_wday;
 }
