@@ -1,4 +1,324 @@
 // Vskdib.cpp - the 24-bit device-independent bitmap.
 #include "gui/Vskdib.h"
 
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
 VSK_DEFINE_UNIT(Vskdib, nullptr, nullptr)
+
+namespace {
+
+constexpr WORD kBmpFileType = 0x4D42; // "BM"
+constexpr int kFileHeaderSize = 14;
+constexpr int kInfoHeaderSize = 40;
+constexpr int kHeadersSize = kFileHeaderSize + kInfoHeaderSize;
+constexpr WORD kBitsPerPixel = 24;
+
+// The largest pixel memory a bitmap may have: row offsets are computed as
+// stride * y in signed 32-bit arithmetic, and a 32-bit process has no more
+// room anyway.
+constexpr std::int64_t kMaxPixelBytes = 0x7FFFFFFF;
+
+const char kLoadError[] = "CVskDIB::LoadFromFile()";
+const char kSaveError[] = "CVskDIB::SaveToFile()";
+
+// Bytes per row for `width` pixels of 3 bytes, a multiple of 4; computed
+// wide so that absurd widths cannot overflow.
+std::int64_t StrideOf(int width) { return (std::int64_t(width) * 3 + 3) & ~std::int64_t(3); }
+
+// The top-down 24-bit header of a bitmap.
+BITMAPINFOHEADER TopDownHeader(int width, int height) {
+    BITMAPINFOHEADER header;
+    std::memset(&header, 0, sizeof header);
+    header.biSize = sizeof(BITMAPINFOHEADER);
+    header.biWidth = width;
+    header.biHeight = -height;
+    header.biPlanes = 1;
+    header.biBitCount = kBitsPerPixel;
+    header.biCompression = BI_RGB;
+    return header;
+}
+
+std::uint16_t ReadU16(const unsigned char* p) { return std::uint16_t(p[0] | (p[1] << 8)); }
+
+std::int32_t ReadI32(const unsigned char* p) {
+    return std::int32_t(std::uint32_t(p[0]) | (std::uint32_t(p[1]) << 8) | (std::uint32_t(p[2]) << 16) |
+                        (std::uint32_t(p[3]) << 24));
+}
+
+void PutU16(unsigned char* p, std::uint32_t v) {
+    p[0] = static_cast<unsigned char>(v);
+    p[1] = static_cast<unsigned char>(v >> 8);
+}
+
+void PutU32(unsigned char* p, std::uint32_t v) {
+    for (int i = 0; i < 4; ++i) {
+        p[i] = static_cast<unsigned char>(v >> (8 * i));
+    }
+}
+
+// A file opened for reading, shared for reading with others; closed when the
+// object goes.
+class CReadFile {
+public:
+    explicit CReadFile(const char* path)
+        : m_handle(::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                 FILE_ATTRIBUTE_NORMAL, nullptr)) {}
+    ~CReadFile() {
+        if (IsOpen()) {
+            const DWORD error = GetLastError();
+            CloseHandle(m_handle);
+            SetLastError(error);
+        }
+    }
+    CReadFile(const CReadFile&) = delete;
+    CReadFile& operator=(const CReadFile&) = delete;
+
+    bool IsOpen() const { return m_handle != INVALID_HANDLE_VALUE; }
+
+    // Reads exactly `size` bytes; false on a failed or short read.
+    bool Read(void* buffer, int size) {
+        unsigned char* out = static_cast<unsigned char*>(buffer);
+        int done = 0;
+        while (done < size) {
+            DWORD got = 0;
+            if (!ReadFile(m_handle, out + done, DWORD(size - done), &got, nullptr) || got == 0) {
+                return false;
+            }
+            done += int(got);
+        }
+        return size > 0;
+    }
+
+private:
+    HANDLE m_handle;
+};
+
+struct CFileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+} // namespace
+
+CVskDIB::CVskDIB() {
+    ClearMember();
+    if (!CreateBitmap(1, 1)) {
+        throw std::runtime_error("CVskDIB::CVskDIB()");
+    }
+}
+
+CVskDIB::CVskDIB(int width, int height) {
+    ClearMember();
+    if (width <= 0 || height <= 0) {
+        throw std::invalid_argument("CVskDIB::CVskDIB()");
+    }
+    if (!CreateBitmap(width, height)) {
+        Destroy();
+        throw std::runtime_error("CVskDIB::CVskDIB()");
+    }
+}
+
+CVskDIB::CVskDIB(const char* path) {
+    ClearMember();
+    try {
+        if (!LoadFromFile(path)) {
+            throw std::runtime_error("CVskDIB::CVskDIB()");
+        }
+    } catch (...) {
+        // The destructor does not run for an object whose constructor threw.
+        Destroy();
+        throw;
+    }
+}
+
+CVskDIB::CVskDIB(const CVskDIB& other) {
+    ClearMember();
+    try {
+        *this = other;
+    } catch (...) {
+        Destroy();
+        throw;
+    }
+}
+
+CVskDIB& CVskDIB::operator=(const CVskDIB& other) {
+    if (this == &other) {
+        return *this;
+    }
+    Destroy();
+    if (!CreateBitmap(other.m_width, other.m_height)) {
+        throw std::runtime_error("CVskDIB::operator=()");
+    }
+    Blt(0, 0, &other);
+    return *this;
+}
+
+CVskDIB::~CVskDIB() {
+    Destroy();
+}
+
+void CVskDIB::ClearMember() {
+    m_memDC = nullptr;
+    m_bitmap = nullptr;
+    m_bits = nullptr;
+}
+
+bool CVskDIB::CreateBitmap(int width, int height) {
+    Destroy();
+    const std::int64_t stride = StrideOf(width);
+    m_width = width;
+    m_height = height;
+    m_stride = static_cast<int>(static_cast<std::uint32_t>(stride));
+    m_memDC = nullptr;
+    m_bitmap = nullptr;
+    m_bits = nullptr;
+    if (width <= 0 || height <= 0 || stride * height > kMaxPixelBytes) {
+        return false;
+    }
+
+    BITMAPINFOHEADER header = TopDownHeader(width, height);
+    if (HDC display = CreateDCA("DISPLAY", nullptr, nullptr, nullptr)) {
+        m_memDC = CreateCompatibleDC(display);
+        DeleteDC(display);
+    }
+    void* bits = nullptr;
+    m_bitmap = CreateDIBSection(m_memDC, reinterpret_cast<BITMAPINFO*>(&header), DIB_RGB_COLORS, &bits,
+                                nullptr, 0);
+    if (!m_bitmap) {
+        return false;
+    }
+    m_bits = static_cast<unsigned char*>(bits);
+    // The padding of every row is defined (zero), so saved files and row
+    // copies carry no stray bytes.
+    unsigned char* padding = m_bits + m_stride - 4;
+    for (int y = 0; y < m_height; ++y, padding += m_stride) {
+        std::memset(padding, 0, 4);
+    }
+    return true;
+}
+
+void CVskDIB::Destroy() {
+    if (m_bitmap) {
+        DeleteObject(m_bitmap);
+    }
+    if (m_memDC) {
+        DeleteDC(m_memDC);
+    }
+    m_bits = nullptr;
+}
+
+bool CVskDIB::LoadFromFile(const char* path) {
+    CReadFile file(path);
+    if (!file.IsOpen()) {
+        throw std::runtime_error(kLoadError);
+    }
+    unsigned char headers[kHeadersSize];
+    if (!file.Read(headers, kFileHeaderSize) || ReadU16(headers) != kBmpFileType) {
+        throw std::runtime_error(kLoadError);
+    }
+    unsigned char* info = headers + kFileHeaderSize;
+    if (!file.Read(info, kInfoHeaderSize) || ReadU16(info + 14) != kBitsPerPixel) {
+        throw std::runtime_error(kLoadError);
+    }
+    const std::int32_t width = ReadI32(info + 4);
+    const std::int32_t fileHeight = ReadI32(info + 8);
+    // |INT_MIN| has no 32-bit value; no bitmap can be that tall.
+    const std::int32_t height = fileHeight == INT32_MIN ? 0 : (fileHeight < 0 ? -fileHeight : fileHeight);
+    if (!CreateBitmap(width, height)) {
+        throw std::runtime_error(kLoadError);
+    }
+    const bool bottomUp = fileHeight >= 0;
+    for (int i = 0; i < m_height; ++i) {
+        const int y = bottomUp ? m_height - 1 - i : i;
+        if (!file.Read(m_bits + std::ptrdiff_t(m_stride) * y, m_stride)) {
+            throw std::runtime_error(kLoadError);
+        }
+    }
+    return true;
+}
+
+bool CVskDIB::SaveToFile(const char* path) const {
+    std::unique_ptr<std::FILE, CFileCloser> file(std::fopen(path, "wb"));
+    if (!file) {
+        throw std::runtime_error(kSaveError);
+    }
+    unsigned char fileHeader[kFileHeaderSize] = {};
+    PutU16(fileHeader, kBmpFileType);
+    PutU32(fileHeader + 2, std::uint32_t(m_stride) * std::uint32_t(m_height) + kHeadersSize);
+    PutU32(fileHeader + 10, kHeadersSize);
+    unsigned char infoHeader[kInfoHeaderSize] = {};
+    PutU32(infoHeader, kInfoHeaderSize);
+    PutU32(infoHeader + 4, std::uint32_t(m_width));
+    PutU32(infoHeader + 8, std::uint32_t(m_height));
+    PutU16(infoHeader + 12, 1);
+    PutU16(infoHeader + 14, kBitsPerPixel);
+    if (std::fwrite(fileHeader, sizeof fileHeader, 1, file.get()) != 1 ||
+        std::fwrite(infoHeader, sizeof infoHeader, 1, file.get()) != 1) {
+        throw std::runtime_error(kSaveError);
+    }
+    for (int y = m_height - 1; y >= 0; --y) {
+        if (std::fwrite(m_bits + std::ptrdiff_t(m_stride) * y, 1, m_stride, file.get()) != size_t(m_stride)) {
+            throw std::runtime_error(kSaveError);
+        }
+    }
+    std::fclose(file.release());
+    return true;
+}
+
+void CVskDIB::Blt(const CVskDIB* src, int left, int top, int right, int bottom, int destX, int destY) {
+    // One-sided clipping, kept as it is: a negative left or top moves the
+    // destination, the source is still read from the unadjusted corner, and
+    // right and bottom are clamped to this bitmap's size, not the source's.
+    if (left < 0) {
+        destX += left;
+    }
+    if (top < 0) {
+        destY += top;
+    }
+    if (m_width <= right) {
+        right = m_width - 1;
+    }
+    if (m_height <= bottom) {
+        bottom = m_height - 1;
+    }
+    int count = right - left + 1;
+    if (m_width <= count + destX) {
+        count = m_width - destX;
+    }
+    if (count <= 0) {
+        return;
+    }
+    const std::size_t rowBytes = std::size_t(count) * 3;
+    unsigned char* dest = m_bits + std::ptrdiff_t(m_stride) * destY + std::ptrdiff_t(destX) * 3;
+    const unsigned char* source = src->m_bits + std::ptrdiff_t(src->m_stride) * top + std::ptrdiff_t(left) * 3;
+    for (int y = top; y <= bottom; ++y) {
+        std::memcpy(dest, source, rowBytes);
+        dest += m_stride;
+        source += src->m_stride;
+    }
+}
+
+void CVskDIB::Blt(int destX, int destY, const CVskDIB* src) {
+    Blt(src, 0, 0, src->m_width - 1, src->m_height - 1, destX, destY);
+}
+
+bool CVskDIB::StretchDIBits(void* hdc, int xDest, int yDest, int wDest, int hDest, int xSrc, int ySrc, int wSrc,
+                            int hSrc) const {
+    BITMAPINFOHEADER header = TopDownHeader(m_width, m_height);
+    const int result = ::StretchDIBits(static_cast<HDC>(hdc), xDest, yDest, wDest, hDest, xSrc, ySrc, wSrc, hSrc,
+                                       m_bits, reinterpret_cast<BITMAPINFO*>(&header), DIB_RGB_COLORS, SRCCOPY);
+    // Zero lines painted is not a failure; only GDI_ERROR is.
+    return result != int(GDI_ERROR);
+}
+
+bool CVskDIB::StretchDIBits(void* hdc, int x, int y) const {
+    return StretchDIBits(hdc, x, y, m_width, m_height, 0, 0, m_width, m_height);
+}
+
+bool CVskDIB::StretchDIBits(void* hdc, int x, int y, double zoomX, double zoomY) const {
+    return StretchDIBits(hdc, x, y, static_cast<int>(m_width * zoomX), static_cast<int>(m_height * zoomY), 0, 0,
+                         m_width, m_height);
+}
