@@ -175,7 +175,7 @@ bool CVskDIB::CreateBitmap(int width, int height) {
     m_memDC = nullptr;
     m_bitmap = nullptr;
     m_bits = nullptr;
-    if (width <= 0 || height <= 0 || stride * height > kMaxPixelBytes) {
+    if (width <= 0 || height <= 0 || stride > kMaxPixelBytes / height) {
         return false;
     }
 
