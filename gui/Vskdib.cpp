@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <stdexcept>
 
 VSK_DEFINE_UNIT(Vskdib, nullptr, nullptr)
@@ -21,6 +22,9 @@ constexpr WORD kBitsPerPixel = 24;
 // stride * y in signed 32-bit arithmetic, and a 32-bit process has no more
 // room anyway.
 constexpr std::int64_t kMaxPixelBytes = 0x7FFFFFFF;
+
+// Stream buffer of SaveToFile.
+constexpr std::size_t kSaveBufferSize = 1 << 20;
 
 const char kLoadError[] = "CVskDIB::LoadFromFile()";
 const char kSaveError[] = "CVskDIB::SaveToFile()";
@@ -241,9 +245,18 @@ bool CVskDIB::LoadFromFile(const char* path) {
 }
 
 bool CVskDIB::SaveToFile(const char* path) const {
+    // The stream's buffer outlives the stream (declared first, freed last).
+    std::unique_ptr<char[]> buffer;
     std::unique_ptr<std::FILE, CFileCloser> file(std::fopen(path, "wb"));
     if (!file) {
         throw std::runtime_error(kSaveError);
+    }
+    // The runtime's default 4 KiB buffer splits every row into several
+    // system writes; one large buffer makes them few. Without it (no memory)
+    // the default buffer is used.
+    buffer.reset(new (std::nothrow) char[kSaveBufferSize]);
+    if (buffer) {
+        std::setvbuf(file.get(), buffer.get(), _IOFBF, kSaveBufferSize);
     }
     unsigned char fileHeader[kFileHeaderSize] = {};
     PutU16(fileHeader, kBmpFileType);
