@@ -1,12 +1,16 @@
 // Vskdatetime.cpp - CVskDatetime, a calendar date and time of day in local time.
 #include "calendar/Vskdatetime.h"
 
+#include "platform/Mbcs.h"
 #include "platform/Time32.h"
 
 #include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -42,6 +46,14 @@ struct CTokens {
     CVskStr english[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
     // One kanji each in code page 932: 日 月 火 水 木 金 土.
     CVskStr japanese[7] = {"\x93\xFA", "\x8C\x8E", "\x89\xCE", "\x90\x85", "\x96\xD8", "\x8B\xE0", "\x93\x79"};
+    // Lead bytes of the ANSI code page, so that a pattern is walked by
+    // characters without a system call per byte.
+    bool lead[256];
+
+    CTokens() {
+        for (int c = 0; c < 256; ++c)
+            lead[c] = vsk::detail::IsLeadByte(static_cast<unsigned char>(c));
+    }
 };
 
 CTokens* g_tokens = nullptr;
@@ -65,15 +77,76 @@ long WrapMul(long a, long b) {
     return static_cast<long>(static_cast<unsigned long>(a) * static_cast<unsigned long>(b));
 }
 
-// Replaces every `token` in `text` with the text `make()` gives; `make` runs
-// only when the token occurs.
+// A text to insert: bytes and their count.
+struct CText {
+    const char* text;
+    int length;
+};
+
+// Replaces every `token` in `text` from left to right, as CVskStr::ReplaceAll
+// does: a match starts only on a character boundary (never on the trail byte
+// of a double-byte character), the search goes on after the inserted text,
+// and the search ends at the first NUL (bytes after it are kept as they are).
+// `make` gives the inserted text and runs only when the token occurs.
+// `scratch` is working storage.
 template <typename Make>
-void ReplaceToken(CVskStr& text, const CVskStr& token, Make make) {
-    if (text.Pos(token) >= 0)
-        text.ReplaceAll(token, make());
+void ReplaceToken(std::string& text, std::string& scratch, const CTokens& tables, const CVskStr& token, Make make) {
+    const char* const word = token.c_str();
+    const std::size_t wordLength = static_cast<std::size_t>(token.Length());
+    const std::size_t end = std::strlen(text.c_str());
+    bool found = false;
+    CText with{nullptr, 0};
+    std::size_t copied = 0; // text[0, copied) is in scratch already
+    std::size_t i = 0;
+    while (i < end) {
+        if (text[i] == word[0] && text.compare(i, wordLength, word) == 0) {
+            if (!found) {
+                with = make();
+                found = true;
+                scratch.clear();
+            }
+            scratch.append(text, copied, i - copied);
+            scratch.append(with.text, static_cast<std::size_t>(with.length));
+            i += wordLength;
+            copied = i;
+            continue;
+        }
+        i += (tables.lead[static_cast<unsigned char>(text[i])] && i + 1 < end) ? 2 : 1;
+    }
+    if (found) {
+        scratch.append(text, copied, std::string::npos);
+        text.swap(scratch);
+    }
 }
 
-CVskStr Padded(const char* format, int value) { return CVskStr().Format(format, value); }
+// The number texts of Format, written into `buffer` (16 bytes) by the same
+// C runtime routines the string class uses: printf-style "%02d" / "%04d"
+// (`_snprintf`) for the padded forms and `_itoa` for the plain ones, without
+// a string object per field.
+CText Padded(char* buffer, const char* format, int value) {
+    const int written = _snprintf(buffer, 16, format, value);
+    return CText{buffer, written < 0 ? 16 : written};
+}
+
+CText Plain(char* buffer, int value) {
+    _itoa(value, buffer, 10);
+    return CText{buffer, static_cast<int>(std::strlen(buffer))};
+}
+
+CText Name(const CVskStr& name) { return CText{name.c_str(), name.Length()}; }
+
+// The weekday of local midnight of a packed date.
+int DayOfWeekOf(long date) {
+    std::tm t;
+    std::memset(&t, 0, sizeof t);
+    t.tm_year = date / 10000 - 1900;
+    t.tm_mon = date / 100 % 100 - 1;
+    t.tm_mday = date % 100;
+    t.tm_isdst = 0;
+    if (vsk::detail::Mktime32(&t) == -1)
+        throw std::runtime_error("CVskDatetime::GetDayOfWeek()");
+    return t.tm_wday;
+}
 
 } // namespace
 
@@ -190,18 +263,7 @@ int CVskDatetime::GetHour() const { return static_cast<int>(GetTime() / 10000); 
 int CVskDatetime::GetMinute() const { return static_cast<int>(GetTime() / 100 % 100); }
 int CVskDatetime::GetSecond() const { return static_cast<int>(GetTime() % 100); }
 
-int CVskDatetime::GetDayOfWeek() const {
-    const long date = GetDate();
-    std::tm t;
-    std::memset(&t, 0, sizeof t);
-    t.tm_year = date / 10000 - 1900;
-    t.tm_mon = date / 100 % 100 - 1;
-    t.tm_mday = date % 100;
-    t.tm_isdst = 0;
-    if (vsk::detail::Mktime32(&t) == -1)
-        throw std::runtime_error("CVskDatetime::GetDayOfWeek()");
-    return t.tm_wday;
-}
+int CVskDatetime::GetDayOfWeek() const { return DayOfWeekOf(GetDate()); }
 
 CVskDatetime& CVskDatetime::SetDate(long date) {
     *this = CVskDatetime(date, GetTime());
@@ -285,57 +347,53 @@ CVskDatetime CVskDatetime::Now() { return CVskDatetime(static_cast<long>(_time32
 
 CVskStr CVskDatetime::Format(const CVskStr& pattern) const {
     const CTokens& tokens = Tokens();
-    // One conversion each for the date and the time of day, and only when a
-    // token needs it.
-    long date = -1;
-    long time = -1;
-    auto year = [&] {
-        if (date < 0)
-            date = GetDate();
-        return static_cast<int>(date / 10000);
+    // One local-time conversion for all fields and at most one weekday
+    // conversion, each only when a token needs it.
+    bool haveFields = false;
+    std::tm fields;
+    auto load = [&](const char* failure) -> const std::tm& {
+        if (!haveFields) {
+            const Time32 value = m_time;
+            const std::tm* t = _localtime32(&value);
+            if (!t)
+                throw std::runtime_error(failure);
+            fields = *t;
+            haveFields = true;
+        }
+        return fields;
     };
-    auto month = [&] {
-        if (date < 0)
-            date = GetDate();
-        return static_cast<int>(date / 100 % 100);
-    };
-    auto day = [&] {
-        if (date < 0)
-            date = GetDate();
-        return static_cast<int>(date % 100);
-    };
-    auto hour = [&] {
-        if (time < 0)
-            time = GetTime();
-        return static_cast<int>(time / 10000);
-    };
-    auto minute = [&] {
-        if (time < 0)
-            time = GetTime();
-        return static_cast<int>(time / 100 % 100);
-    };
-    auto second = [&] {
-        if (time < 0)
-            time = GetTime();
-        return static_cast<int>(time % 100);
+    // A failed conversion reports GetDate or GetTime, as the getters do.
+    auto year = [&] { return load("CVskDatetime::GetDate()").tm_year + 1900; };
+    auto month = [&] { return load("CVskDatetime::GetDate()").tm_mon + 1; };
+    auto day = [&] { return load("CVskDatetime::GetDate()").tm_mday; };
+    auto hour = [&] { return load("CVskDatetime::GetTime()").tm_hour; };
+    auto minute = [&] { return load("CVskDatetime::GetTime()").tm_min; };
+    auto second = [&] { return load("CVskDatetime::GetTime()").tm_sec; };
+    int weekday = -1;
+    auto dayOfWeek = [&] {
+        if (weekday < 0)
+            weekday = DayOfWeekOf(year() * 10000L + month() * 100 + day());
+        return weekday;
     };
 
-    CVskStr text(pattern);
-    ReplaceToken(text, tokens.yyyy, [&] { return Padded("%04d", year()); });
-    ReplaceToken(text, tokens.yy, [&] { return Padded("%02d", year() % 100); });
-    ReplaceToken(text, tokens.mm, [&] { return Padded("%02d", month()); });
-    ReplaceToken(text, tokens.m, [&] { return CVskStr(static_cast<long>(month())); });
-    ReplaceToken(text, tokens.dd, [&] { return Padded("%02d", day()); });
-    ReplaceToken(text, tokens.d, [&] { return CVskStr(static_cast<long>(day())); });
-    ReplaceToken(text, tokens.hh, [&] { return Padded("%02d", hour()); });
-    ReplaceToken(text, tokens.h, [&] { return CVskStr(static_cast<long>(hour())); });
-    ReplaceToken(text, tokens.nn, [&] { return Padded("%02d", minute()); });
-    ReplaceToken(text, tokens.n, [&] { return CVskStr(static_cast<long>(minute())); });
-    ReplaceToken(text, tokens.ss, [&] { return Padded("%02d", second()); });
-    ReplaceToken(text, tokens.s, [&] { return CVskStr(static_cast<long>(second())); });
-    ReplaceToken(text, tokens.ddd, [&] { return tokens.english[GetDayOfWeek()]; });
-    ReplaceToken(text, tokens.aa, [&] { return tokens.japanese[GetDayOfWeek()]; });
-    return text;
+    std::string text(pattern.c_str(), static_cast<std::size_t>(pattern.Length()));
+    std::string scratch;
+    char number[16];
+    ReplaceToken(text, scratch, tokens, tokens.yyyy, [&] { return Padded(number, "%04d", year()); });
+    ReplaceToken(text, scratch, tokens, tokens.yy, [&] { return Padded(number, "%02d", year() % 100); });
+    ReplaceToken(text, scratch, tokens, tokens.mm, [&] { return Padded(number, "%02d", month()); });
+    ReplaceToken(text, scratch, tokens, tokens.m, [&] { return Plain(number, month()); });
+    ReplaceToken(text, scratch, tokens, tokens.dd, [&] { return Padded(number, "%02d", day()); });
+    ReplaceToken(text, scratch, tokens, tokens.d, [&] { return Plain(number, day()); });
+    ReplaceToken(text, scratch, tokens, tokens.hh, [&] { return Padded(number, "%02d", hour()); });
+    ReplaceToken(text, scratch, tokens, tokens.h, [&] { return Plain(number, hour()); });
+    ReplaceToken(text, scratch, tokens, tokens.nn, [&] { return Padded(number, "%02d", minute()); });
+    ReplaceToken(text, scratch, tokens, tokens.n, [&] { return Plain(number, minute()); });
+    ReplaceToken(text, scratch, tokens, tokens.ss, [&] { return Padded(number, "%02d", second()); });
+    ReplaceToken(text, scratch, tokens, tokens.s, [&] { return Plain(number, second()); });
+    ReplaceToken(text, scratch, tokens, tokens.ddd, [&] { return Name(tokens.english[dayOfWeek()]); });
+    ReplaceToken(text, scratch, tokens, tokens.aa, [&] { return Name(tokens.japanese[dayOfWeek()]); });
+    return CVskStr(text.data(), static_cast<int>(text.size()));
 }
 
 bool CVskDatetime::operator==(const CVskDatetime& other) const { return m_time == other.m_time; }

@@ -125,7 +125,9 @@ public:
     /// be escaped: a lone M, D, h, m or s in literal text is replaced too; a
     /// lone Y, d or a stays. The weekday names go in last, so their letters
     /// are never taken for tokens. Double-byte characters are searched as
-    /// characters: a trail byte that looks like a token letter stays.
+    /// characters: a trail byte that looks like a token letter stays. The
+    /// search ends at the pattern's first NUL; bytes after it are kept.
+    /// Padded numbers are printf's "%02d" / "%04d", plain ones `_itoa`'s.
     ///
     /// Example (Monday 5 March 2007, 09:04:07):
     ///   Format("YYYY/MM/DD hh:mm:ss (ddd)") == "2007/03/05 09:04:07 (Mon)"

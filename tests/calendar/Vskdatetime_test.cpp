@@ -774,6 +774,18 @@ TEST_F(DatetimeJst, FormatSearchesDoubleByteCharactersAsCharacters) {
     EXPECT_EQ(Str(d.Format("年YYYY月MM")), "年2007月03");
 }
 
+TEST_F(DatetimeJst, FormatSearchStopsAtTheFirstNulAsReplaceAllDoes) {
+    const CVskDatetime d(20070305, 90407);
+    const vskstr::CVskStr pattern("MM\0MM", 5);
+    EXPECT_EQ(Str(d.Format(pattern)), std::string("03\0MM", 5));
+}
+
+TEST_F(DatetimeJst, FormatKeepsALoneLeadByteAtTheEnd) {
+    const CVskDatetime d(20070305, 90407);
+    EXPECT_EQ(Str(d.Format("D\x83")), "5\x83");
+    EXPECT_EQ(Str(d.Format("\x83" "D")), "\x83" "D"); // D is the trail byte here
+}
+
 TEST_F(DatetimeJst, FormatOfTheEpochEastOfUtcThrowsOnlyForWeekdays) {
     const CVskDatetime epoch(0L);
     EXPECT_EQ(Str(epoch.Format("YYYY-MM-DD hh:mm:ss")), "1970-01-01 09:00:00");
