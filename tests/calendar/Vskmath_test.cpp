@@ -1,11 +1,15 @@
 // Vskmath_test.cpp - plane geometry functions.
 #include "calendar/Vskmath.h"
 
+#include "calendar/Vskdatetime.h"
+#include "platform/Win32.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <limits>
 
 namespace {
@@ -379,6 +383,145 @@ TEST(EllipseAnglePoint, SwapsReversedBounds) {
     vsk::EllipseAnglePoint(9, 19, 0, 0, 30, x2, y2);
     EXPECT_EQ(x1, x2);
     EXPECT_EQ(y1, y2);
+}
+
+// Counts the heap allocations voskellib.dll makes itself: its import slots
+// of malloc, calloc, realloc (msvcrt) and of operator new (libstdc++) are
+// pointed at counting forwarders while an object of this class lives.
+int g_allocations = 0;
+void* (*g_malloc)(std::size_t) = nullptr;
+void* (*g_calloc)(std::size_t, std::size_t) = nullptr;
+void* (*g_realloc)(void*, std::size_t) = nullptr;
+void* (*g_new)(std::size_t) = nullptr;
+void* (*g_newArrayNothrow)(std::size_t, const std::nothrow_t&) = nullptr;
+
+void* CountingMalloc(std::size_t n) {
+    ++g_allocations;
+    return g_malloc(n);
+}
+void* CountingCalloc(std::size_t n, std::size_t size) {
+    ++g_allocations;
+    return g_calloc(n, size);
+}
+void* CountingRealloc(void* p, std::size_t n) {
+    ++g_allocations;
+    return g_realloc(p, n);
+}
+void* CountingNew(std::size_t n) {
+    ++g_allocations;
+    return g_new(n);
+}
+void* CountingNewArrayNothrow(std::size_t n, const std::nothrow_t& tag) {
+    ++g_allocations;
+    return g_newArrayNothrow(n, tag);
+}
+
+class CAllocationCounter {
+public:
+    CAllocationCounter() {
+        Patch("malloc", reinterpret_cast<void*>(&CountingMalloc), reinterpret_cast<void**>(&g_malloc));
+        Patch("calloc", reinterpret_cast<void*>(&CountingCalloc), reinterpret_cast<void**>(&g_calloc));
+        Patch("realloc", reinterpret_cast<void*>(&CountingRealloc), reinterpret_cast<void**>(&g_realloc));
+        Patch("_Znwj", reinterpret_cast<void*>(&CountingNew), reinterpret_cast<void**>(&g_new));
+        Patch("_ZnajRKSt9nothrow_t", reinterpret_cast<void*>(&CountingNewArrayNothrow),
+              reinterpret_cast<void**>(&g_newArrayNothrow));
+        g_allocations = 0;
+    }
+    ~CAllocationCounter() {
+        for (int i = 0; i < m_count; ++i)
+            Write(m_slots[i], m_saved[i]);
+    }
+    CAllocationCounter(const CAllocationCounter&) = delete;
+    CAllocationCounter& operator=(const CAllocationCounter&) = delete;
+    int Patched() const { return m_count; }
+
+private:
+    static void Write(void** slot, void* value) {
+        DWORD old = 0;
+        VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &old);
+        *slot = value;
+        VirtualProtect(slot, sizeof *slot, old, &old);
+    }
+    void Patch(const char* name, void* replacement, void** original) {
+        auto* base = reinterpret_cast<BYTE*>(GetModuleHandleA("voskellib.dll"));
+        if (!base)
+            return;
+        auto* dos = reinterpret_cast<IMAGE_DOS_HEADER*>(base);
+        auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+        const IMAGE_DATA_DIRECTORY& dir = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+        for (auto* imp = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + dir.VirtualAddress); imp->Name; ++imp) {
+            auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(
+                base + (imp->OriginalFirstThunk ? imp->OriginalFirstThunk : imp->FirstThunk));
+            auto* slots = reinterpret_cast<IMAGE_THUNK_DATA*>(base + imp->FirstThunk);
+            for (; names->u1.AddressOfData; ++names, ++slots) {
+                if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal))
+                    continue;
+                auto* byName = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
+                if (std::strcmp(reinterpret_cast<const char*>(byName->Name), name) != 0 || m_count == kMaxSlots)
+                    continue;
+                void** slot = reinterpret_cast<void**>(&slots->u1.Function);
+                *original = *slot;
+                m_slots[m_count] = slot;
+                m_saved[m_count] = *slot;
+                ++m_count;
+                Write(slot, replacement);
+            }
+        }
+    }
+    static constexpr int kMaxSlots = 8;
+    void** m_slots[kMaxSlots] = {};
+    void* m_saved[kMaxSlots] = {};
+    int m_count = 0;
+};
+
+TEST(Geometry, CounterSeesTheLibrarysOwnAllocations) {
+    // Releasing the date-time unit's shared tokens makes the next Format
+    // allocate them again with operator new inside the library.
+    int finalized = 0;
+    while (Vskdatetime::Counter() < 0) {
+        Vskdatetime::Finalize();
+        ++finalized;
+    }
+    ASSERT_GT(finalized, 0);
+    for (int i = 0; i < finalized; ++i)
+        Vskdatetime::Initialize();
+    {
+        CAllocationCounter counter;
+        ASSERT_GE(counter.Patched(), 4) << "import slots of voskellib.dll not found";
+        CVskDatetime().Format("x");
+        EXPECT_GT(g_allocations, 0);
+    }
+}
+
+TEST(Geometry, AllocatesNothing) {
+    CAllocationCounter counter;
+    ASSERT_GE(counter.Patched(), 4) << "import slots of voskellib.dll not found";
+    double x = 0, y = 0, sum = 0;
+    for (int i = 0; i < 100; ++i) {
+        const double v = i * 0.37;
+        sum += vsk::LineInclination(v, 1, 3, v);
+        sum += vsk::LineSliceYAxis(v, 2, 0.5);
+        sum += vsk::LineSliceYAxis(v, 1, 3, v);
+        sum += vsk::LineAngle(v, 1, 3, v);
+        sum += vsk::LineAngle2(v, 1, 3, v);
+        sum += vsk::Distance(v, 1, 3, v);
+        vsk::MiddlePoint(v, 1, 3, v, x, y);
+        vsk::RotatePoint(v, 1, 3, v, v, x, y);
+        vsk::ZoomPoint(v, 1, 3, v, 50, x, y);
+        vsk::MovePoint(v, 1, 3, v, 2, x, y);
+        vsk::CrossLinePoint(v, 1, 0, 0, 3, v, x, y);
+        sum += vsk::DistanceLinePoint(v, 1, 0, 0, 3, v);
+        vsk::CrossSegmentPoint(v, 1, 0, 0, 3, v, x, y);
+        sum += vsk::DistanceSegmentPoint(0, 0, 3, v, v, 1);
+        vsk::LineCrossPoint(v, 1, 2, v, x, y);
+        vsk::LineCrossPoint(0, 0, v, 1, 0, 2, 2, v, x, y);
+        vsk::SegmentCrossPoint(0, 0, v, 1, 0, 2, 2, v, x, y);
+        vsk::RectSegmentCrossPoint(0, 0, 10, 10, 5, 5, v * 3, v, x, y);
+        vsk::EllipseAnglePoint(0, 0, v, 19, v * 10, x, y);
+        sum += x + y;
+    }
+    EXPECT_EQ(g_allocations, 0);
+    RecordProperty("checksum", static_cast<int>(sum));
 }
 
 TEST(Geometry, NaNAndInfinitiesNeitherCrashNorHang) {
