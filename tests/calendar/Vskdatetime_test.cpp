@@ -223,6 +223,19 @@ TEST_F(DatetimeEst, AddDaysKeepsTheSecondsNotTheWallClockHour) {
     EXPECT_EQ(d.GetTime(), 130000);
 }
 
+TEST_F(DatetimeEst, AddMonthsInSummerRebuildsTheClockTimeAsStandardTime) {
+    // 13:00 EDT read back and rebuilt as 13:00 EST is 14:00 EDT: the packed
+    // rebuild of AddMonths (and of the setters) moves summer times an hour on.
+    CVskDatetime d(1183568400L);
+    ASSERT_EQ(d.GetTime(), 130000);
+    d.AddMonths(0);
+    EXPECT_TRUE(d == CVskDatetime(1183568400L + 3600));
+    EXPECT_EQ(d.GetTime(), 140000);
+    CVskDatetime e(1183568400L);
+    e.SetSecond(0);
+    EXPECT_EQ(e.GetTime(), 140000);
+}
+
 // --- getters ---------------------------------------------------------------
 
 TEST_F(DatetimeJst, GettersOfANegativeValueThrow) {
