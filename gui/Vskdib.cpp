@@ -153,6 +153,9 @@ CVskDIB& CVskDIB::operator=(const CVskDIB& other) {
         return *this;
     }
     Destroy();
+    // CreateBitmap destroys again; the released handles must not be deleted
+    // a second time (the system may have handed their values out anew).
+    ClearMember();
     if (!CreateBitmap(other.m_width, other.m_height)) {
         throw std::runtime_error("CVskDIB::operator=()");
     }
@@ -282,6 +285,11 @@ bool CVskDIB::SaveToFile(const char* path) const {
 }
 
 void CVskDIB::Blt(const CVskDIB* src, int left, int top, int right, int bottom, int destX, int destY) {
+    // Without pixel memory on either side (a destroyed bitmap, or one whose
+    // creation failed) there is nothing to copy from or to.
+    if (!m_bits || !src || !src->m_bits) {
+        return;
+    }
     // One-sided clipping, kept as it is: a negative left or top moves the
     // destination, the source is still read from the unadjusted corner, and
     // right and bottom are clamped to this bitmap's size, not the source's.
@@ -315,6 +323,9 @@ void CVskDIB::Blt(const CVskDIB* src, int left, int top, int right, int bottom, 
 }
 
 void CVskDIB::Blt(int destX, int destY, const CVskDIB* src) {
+    if (!src) {
+        return;
+    }
     Blt(src, 0, 0, src->m_width - 1, src->m_height - 1, destX, destY);
 }
 

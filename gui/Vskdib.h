@@ -77,7 +77,9 @@ public:
     /// bottom are clamped to this bitmap's size, and the row length to this
     /// bitmap's width from destX. Nothing else is checked: a rectangle outside
     /// the source, or rows that run past this bitmap's bottom, are the
-    /// caller's error. A row length below 1 copies nothing.
+    /// caller's error. A row length below 1 copies nothing, and so does a
+    /// bitmap without pixel memory on either side (destroyed, or its creation
+    /// failed) or a null `src`.
     ///
     /// Example: Blt(&src10x10, -2, 1, 9, 9, 5, 5) writes rows 5.. at x 3 and
     /// reads each source row from x -2 (the end of the row above).

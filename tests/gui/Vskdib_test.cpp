@@ -1183,3 +1183,42 @@ TEST(CVskDIBFuzz, MutatedCorpusFilesLoadExactlyOrThrow) {
                 static_cast<unsigned long>(GetTickCount() - start), loaded);
     EXPECT_GT(loaded, cases / 50);
 }
+
+TEST(CVskDIBCopy, AssignmentFromAnUncreatableSizeThrows) {
+    // A source whose last creation failed still records its size.
+    CVskDIB source(2, 2);
+    ASSERT_FALSE(source.CreateBitmap(70000, 70000));
+    CVskDIB dest(3, 3);
+    EXPECT_EQ(ErrorOf<std::runtime_error>([&] { dest = source; }),
+              "\x43\x56\x73\x6B\x44\x49\x42\x3A\x3A\x6F\x70\x65\x72\x61\x74\x6F\x72\x3D\x28\x29");
+    EXPECT_EQ(dest.GetBits(), nullptr);
+    EXPECT_EQ(ErrorOf<std::runtime_error>([&] { CVskDIB copy(source); }), "CVskDIB::operator=()");
+}
+
+TEST(CVskDIBCopy, AssignmentLeavesOtherGdiObjectsAlone) {
+    // Destroy keeps the released handle values; assignment must not delete
+    // them twice, or it could delete an object created in between.
+    CVskDIB a(4, 4);
+    CVskDIB b(2, 2);
+    for (int i = 0; i < 20; ++i) {
+        a = b;
+        HDC other = CreateCompatibleDC(nullptr);
+        b = a;
+        EXPECT_EQ(GetObjectType(other), DWORD(OBJ_MEMDC)) << i;
+        DeleteDC(other);
+    }
+}
+
+TEST(CVskDIBBlt, WithoutPixelMemoryOnEitherSideCopiesNothing) {
+    CVskDIB src(4, 4);
+    FillPattern(src, 0x77);
+    CVskDIB dest(4, 4);
+    CVskDIB empty(4, 4);
+    empty.Destroy();
+    dest.Blt(0, 0, &empty);
+    dest.Blt(0, 0, nullptr);
+    dest.Blt(nullptr, 0, 0, 3, 3, 0, 0);
+    EXPECT_EQ(PixelText(dest, 1, 1), Hex(0, 0, 0));
+    empty.Blt(0, 0, &src);
+    EXPECT_EQ(empty.GetBits(), nullptr);
+}
