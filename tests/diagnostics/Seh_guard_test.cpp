@@ -1,0 +1,161 @@
+// Seh_guard_test.cpp - the scoped structured-exception guard with real faults.
+#include "platform/Seh.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+struct CSeen {
+    unsigned long code = 0;
+    int calls = 0;
+    void* eip = nullptr;
+};
+
+// Throws a runtime_error naming the code, as the crash-report filter does.
+void ThrowingFilter(unsigned long code, EXCEPTION_POINTERS* pointers, void* context) {
+    auto* seen = static_cast<CSeen*>(context);
+    seen->code = code;
+    seen->eip = reinterpret_cast<void*>(pointers->ContextRecord->Eip);
+    ++seen->calls;
+    throw std::runtime_error("filtered " + std::to_string(code));
+}
+
+void PassingFilter(unsigned long code, EXCEPTION_POINTERS*, void* context) {
+    auto* seen = static_cast<CSeen*>(context);
+    seen->code = code;
+    ++seen->calls;
+}
+
+int volatile g_zero = 0;
+int* volatile g_null = nullptr;
+
+__attribute__((noinline)) void AccessViolation() { *g_null = 1; }
+int volatile g_quotient = 0;
+__attribute__((noinline)) void DivideByZero() { g_quotient = 10 / g_zero; }
+__attribute__((noinline)) void Breakpoint() { asm volatile("int3"); }
+
+template <typename Body>
+std::string GuardedMessage(Body body, CSeen& seen) {
+    try {
+        vsk::detail::SehGuarded(body, ThrowingFilter, &seen);
+    } catch (const std::runtime_error& e) {
+        return e.what();
+    }
+    return "no exception";
+}
+
+} // namespace
+
+TEST(SehGuard, AccessViolationReachesTheCallerAsTheFiltersException) {
+    void* const head = vsk::detail::SehChainHead();
+    CSeen seen;
+    EXPECT_EQ("filtered 3221225477", GuardedMessage([] { AccessViolation(); }, seen));
+    EXPECT_EQ(0xC0000005ul, seen.code);
+    EXPECT_EQ(1, seen.calls);
+    EXPECT_EQ(head, vsk::detail::SehChainHead()) << "the guard's registration is gone";
+}
+
+TEST(SehGuard, IntegerDivisionByZero) {
+    void* const head = vsk::detail::SehChainHead();
+    CSeen seen;
+    EXPECT_EQ("filtered 3221225620", GuardedMessage([] { DivideByZero(); }, seen));
+    EXPECT_EQ(0xC0000094ul, seen.code);
+    EXPECT_EQ(head, vsk::detail::SehChainHead());
+}
+
+TEST(SehGuard, Breakpoint) {
+    CSeen seen;
+    EXPECT_EQ("filtered 2147483651", GuardedMessage([] { Breakpoint(); }, seen));
+    EXPECT_EQ(0x80000003ul, seen.code);
+}
+
+TEST(SehGuard, CppExceptionPassesThroughUnchangedAndLeavesTheChainAsItWas) {
+    void* const head = vsk::detail::SehChainHead();
+    CSeen seen;
+    try {
+        vsk::detail::SehGuarded([] { throw std::out_of_range("mine"); }, ThrowingFilter, &seen);
+        FAIL() << "no exception";
+    } catch (const std::out_of_range& e) {
+        EXPECT_STREQ("mine", e.what());
+    }
+    EXPECT_EQ(0, seen.calls);
+    EXPECT_EQ(head, vsk::detail::SehChainHead());
+}
+
+TEST(SehGuard, NormalReturnLeavesTheChainAsItWas) {
+    void* const head = vsk::detail::SehChainHead();
+    CSeen seen;
+    int ran = 0;
+    vsk::detail::SehGuarded([&] { ran = 1; EXPECT_NE(head, vsk::detail::SehChainHead()); }, ThrowingFilter, &seen);
+    EXPECT_EQ(1, ran);
+    EXPECT_EQ(head, vsk::detail::SehChainHead());
+}
+
+TEST(SehGuard, FilterThatReturnsLetsTheOuterGuardHandleIt) {
+    void* const head = vsk::detail::SehChainHead();
+    CSeen inner, outer;
+    std::string message;
+    try {
+        vsk::detail::SehGuarded(
+            [&] { vsk::detail::SehGuarded([] { AccessViolation(); }, PassingFilter, &inner); }, ThrowingFilter,
+            &outer);
+    } catch (const std::runtime_error& e) {
+        message = e.what();
+    }
+    EXPECT_EQ(1, inner.calls);
+    EXPECT_EQ(1, outer.calls);
+    EXPECT_EQ("filtered 3221225477", message);
+    EXPECT_EQ(head, vsk::detail::SehChainHead());
+}
+
+TEST(SehGuard, InnerGuardHandlesItsOwnFaultAndTheOuterGoesOn) {
+    CSeen inner, outer;
+    std::string message;
+    vsk::detail::SehGuarded(
+        [&] {
+            try {
+                vsk::detail::SehGuarded([] { DivideByZero(); }, ThrowingFilter, &inner);
+            } catch (const std::runtime_error& e) {
+                message = e.what();
+            }
+        },
+        ThrowingFilter, &outer);
+    EXPECT_EQ(1, inner.calls);
+    EXPECT_EQ(0, outer.calls);
+    EXPECT_EQ("filtered 3221225620", message);
+}
+
+TEST(SehGuard, ThousandFaultsInARowLeakNoStackHandlesOrChainEntries) {
+    using Count = BOOL(WINAPI*)(HANDLE, PDWORD);
+    auto count = reinterpret_cast<Count>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("kernel32.dll"), "GetProcessHandleCount")));
+    DWORD handlesBefore = 0;
+    if (count)
+        count(GetCurrentProcess(), &handlesBefore);
+    void* const head = vsk::detail::SehChainHead();
+    void* espBefore = nullptr;
+    void* espAfter = nullptr;
+    CSeen seen;
+    for (int i = 0; i < 1000; ++i) {
+        asm volatile("movl %%esp, %0" : "=r"(espBefore));
+        try {
+            if (i % 2)
+                vsk::detail::SehGuarded([] { AccessViolation(); }, ThrowingFilter, &seen);
+            else
+                vsk::detail::SehGuarded([] { DivideByZero(); }, ThrowingFilter, &seen);
+        } catch (const std::runtime_error&) {
+        }
+        asm volatile("movl %%esp, %0" : "=r"(espAfter));
+        ASSERT_EQ(espBefore, espAfter) << "round " << i;
+        ASSERT_EQ(head, vsk::detail::SehChainHead()) << "round " << i;
+    }
+    EXPECT_EQ(1000, seen.calls);
+    if (!count)
+        GTEST_SKIP() << "GetProcessHandleCount is not available to count handles";
+    DWORD handlesAfter = 0;
+    count(GetCurrentProcess(), &handlesAfter);
+    EXPECT_LE(handlesAfter, handlesBefore + 2) << "no handle per fault";
+}
