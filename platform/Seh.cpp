@@ -11,7 +11,9 @@
 //      registration and throws the kept exception from its own frame.
 #include "platform/Seh.h"
 
+#include <cstddef>
 #include <exception>
+#include <malloc.h>
 
 namespace vsk::detail {
 namespace {
@@ -29,6 +31,7 @@ struct CGuardFrame {
     SehFilter filter;
     void* filterContext;
     std::exception_ptr error;
+    unsigned long code;
 };
 
 CSehRecord* ChainHead() {
@@ -61,18 +64,99 @@ void UnwindTo(CSehRecord* target, EXCEPTION_RECORD* record) {
                  : "eax", "ecx", "edx", "memory", "cc");
 }
 
+// A stack overflow leaves the handler a few kilobytes of stack: too little
+// for a filter that formats and writes a report. Its filter runs on a stack
+// of its own (one for the process, or a fresh one when another thread's
+// overflow is using it); the thread's stack limits in its TIB follow, so the
+// system accepts exception registrations made there.
+constexpr std::size_t kSideStackSize = 256 * 1024;
+alignas(16) unsigned char g_sideStack[kSideStackSize];
+volatile LONG g_sideStackBusy = 0;
+
+struct CFilterCall {
+    CGuardFrame* frame;
+    EXCEPTION_RECORD* record;
+    CONTEXT* context;
+    bool threw;
+};
+
+// Calls the filter; keeps its exception in the guard frame. Never throws.
+void CallFilter(void* p) {
+    auto* call = static_cast<CFilterCall*>(p);
+    EXCEPTION_POINTERS pointers{call->record, call->context};
+    try {
+        call->frame->filter(call->record->ExceptionCode, &pointers, call->frame->filterContext);
+        call->threw = false;
+    } catch (...) {
+        call->frame->error = std::current_exception();
+        call->threw = true;
+    }
+}
+
+struct CStackLimits {
+    void* base;
+    void* limit;
+};
+
+CStackLimits ReadStackLimits() {
+    CStackLimits limits;
+    asm volatile("movl %%fs:4, %0\n\tmovl %%fs:8, %1" : "=r"(limits.base), "=r"(limits.limit));
+    return limits;
+}
+
+void WriteStackLimits(CStackLimits limits) {
+    asm volatile("movl %0, %%fs:4\n\tmovl %1, %%fs:8" : : "r"(limits.base), "r"(limits.limit) : "memory");
+}
+
+// Calls fn(arg) with the stack pointer at `top` and returns on the old stack.
+void CallOnStack(void (*fn)(void*), void* arg, void* top) {
+    asm volatile("movl %%esp, %%eax\n\t"
+                 "movl %2, %%esp\n\t"
+                 "pushl %%eax\n\t"
+                 "subl $8, %%esp\n\t"
+                 "pushl %1\n\t"
+                 "call *%0\n\t"
+                 "addl $12, %%esp\n\t"
+                 "popl %%esp"
+                 :
+                 : "r"(fn), "r"(arg), "r"(top)
+                 : "eax", "ecx", "edx", "memory", "cc");
+}
+
+void CallFilterOnSideStack(CFilterCall& call) {
+    unsigned char* stack = g_sideStack;
+    const bool shared = InterlockedExchange(&g_sideStackBusy, 1) == 0;
+    if (!shared) {
+        stack = static_cast<unsigned char*>(
+            VirtualAlloc(nullptr, kSideStackSize, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+        if (!stack) {
+            CallFilter(&call); // nothing better: try on what is left
+            return;
+        }
+    }
+    const CStackLimits saved = ReadStackLimits();
+    WriteStackLimits({stack + kSideStackSize, stack});
+    CallOnStack(CallFilter, &call, stack + kSideStackSize - 16);
+    WriteStackLimits(saved);
+    if (shared)
+        InterlockedExchange(&g_sideStackBusy, 0);
+    else
+        VirtualFree(stack, 0, MEM_RELEASE);
+}
+
 extern "C" EXCEPTION_DISPOSITION __cdecl GuardHandler(EXCEPTION_RECORD* record, void* establisher,
                                                       CONTEXT* context, void* /*dispatcher*/) {
     if (record->ExceptionFlags & (EXCEPTION_UNWINDING | EXCEPTION_EXIT_UNWIND))
         return ExceptionContinueSearch;
     auto* frame = static_cast<CGuardFrame*>(establisher);
-    EXCEPTION_POINTERS pointers{record, context};
-    try {
-        frame->filter(record->ExceptionCode, &pointers, frame->filterContext);
+    CFilterCall call{frame, record, context, false};
+    if (record->ExceptionCode == EXCEPTION_STACK_OVERFLOW)
+        CallFilterOnSideStack(call);
+    else
+        CallFilter(&call);
+    if (!call.threw)
         return ExceptionContinueSearch;
-    } catch (...) {
-        frame->error = std::current_exception();
-    }
+    frame->code = record->ExceptionCode;
     UnwindTo(&frame->record, record);
     __builtin_longjmp(frame->resume, 1);
 }
@@ -87,6 +171,7 @@ void RunSehGuarded(void (*body)(void*), void* bodyContext, SehFilter filter, voi
     frame.record.handler = reinterpret_cast<void*>(&GuardHandler);
     frame.filter = filter;
     frame.filterContext = filterContext;
+    frame.code = 0;
     CGuardFrame* volatile self = &frame;
     // The resume restores only EBP and ESP; naming the other registers that
     // a caller expects kept makes the compiler save them on entry and give
@@ -106,6 +191,10 @@ void RunSehGuarded(void (*body)(void*), void* bodyContext, SehFilter filter, voi
     // Resumed by the handler after a structured exception: the chain's head
     // is this guard's registration again.
     SetChainHead(self->record.next);
+    // A stack overflow used up the stack's guard page; put it back so that
+    // the next overflow is reported again instead of ending the process.
+    if (self->code == EXCEPTION_STACK_OVERFLOW)
+        _resetstkoflw();
     std::exception_ptr error = self->error;
     self->error = nullptr;
     std::rethrow_exception(error);

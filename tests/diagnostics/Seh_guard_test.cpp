@@ -159,3 +159,43 @@ TEST(SehGuard, ThousandFaultsInARowLeakNoStackHandlesOrChainEntries) {
     count(GetCurrentProcess(), &handlesAfter);
     EXPECT_LE(handlesAfter, handlesBefore + 2) << "no handle per fault";
 }
+
+namespace {
+
+int volatile g_never = -1;
+
+__attribute__((noinline)) int Recurse(int depth) {
+    volatile char pad[4096];
+    pad[0] = static_cast<char>(depth);
+    if (depth == g_never)
+        return 0;
+    return Recurse(depth + 1) + pad[0];
+}
+
+// Uses 64 KiB of stack inside the handler, more than a stack overflow leaves.
+void HungryFilter(unsigned long code, EXCEPTION_POINTERS* pointers, void* context) {
+    volatile char scratch[65536];
+    scratch[0] = 1;
+    scratch[65535] = 2;
+    if (scratch[0] + scratch[65535] != 3)
+        return;
+    ThrowingFilter(code, pointers, context);
+}
+
+} // namespace
+
+TEST(SehGuard, StackOverflowRunsAHungryFilterReachesTheCallerAndCanHappenAgain) {
+    void* const head = vsk::detail::SehChainHead();
+    for (int round = 0; round < 3; ++round) {
+        CSeen seen;
+        std::string message;
+        try {
+            vsk::detail::SehGuarded([] { Recurse(0); }, HungryFilter, &seen);
+        } catch (const std::runtime_error& e) {
+            message = e.what();
+        }
+        EXPECT_EQ("filtered 3221225725", message) << "round " << round;
+        EXPECT_EQ(0xC00000FDul, seen.code);
+        EXPECT_EQ(head, vsk::detail::SehChainHead());
+    }
+}
