@@ -461,3 +461,46 @@ TEST(ReportGuard, ThousandReportsInARowLeakNoStackHandlesOrChainEntries) {
     count(GetCurrentProcess(), &handlesAfter);
     EXPECT_LE(handlesAfter, handlesBefore + 2);
 }
+
+TEST(ExceptionReport, ModuleWithAPathOfTheMaximumLengthIsListedWhole) {
+    char exePath[MAX_PATH];
+    const DWORD n = GetModuleFileNameA(nullptr, exePath, MAX_PATH);
+    std::string folder(exePath, n);
+    folder.erase(folder.find_last_of('\\') + 1);
+    const std::string source = folder + "vsk_report_module.dll";
+    // Nested folders under the temporary folder up to a path of 258 characters
+    // (the longest that a 259-character buffer returns whole).
+    char temp[MAX_PATH];
+    GetTempPathA(MAX_PATH, temp);
+    std::string path = std::string(temp) + "vskrm";
+    CreateDirectoryA(path.c_str(), nullptr);
+    std::vector<std::string> made{path};
+    const std::string name = "\\m.dll";
+    while (path.size() + 1 + 200 + name.size() <= 258) {
+        path += "\\" + std::string(200, 'd');
+        CreateDirectoryA(path.c_str(), nullptr);
+        made.push_back(path);
+    }
+    const std::size_t fill = 258 - path.size() - name.size() - 1;
+    if (fill > 0) {
+        path += "\\" + std::string(fill, 'e');
+        CreateDirectoryA(path.c_str(), nullptr);
+        made.push_back(path);
+    }
+    const std::string dll = path + name;
+    ASSERT_EQ(258u, dll.size());
+    ASSERT_TRUE(CopyFileA(source.c_str(), dll.c_str(), FALSE)) << GetLastError();
+    HMODULE module = LoadLibraryA(dll.c_str());
+    ASSERT_NE(nullptr, module) << GetLastError();
+    char listed[MAX_PATH + 1] = {};
+    GetModuleFileNameA(module, listed, MAX_PATH);
+    CONTEXT context = HandMadeContext(0x00010007);
+    const std::string report = ReportOf(context);
+    const std::string line = " " + Hex(reinterpret_cast<std::uintptr_t>(module)) + " : " + listed + "\n";
+    EXPECT_EQ(258u, std::string(listed).size());
+    EXPECT_NE(std::string::npos, report.find(line)) << line;
+    FreeLibrary(module);
+    DeleteFileA(dll.c_str());
+    for (auto it = made.rbegin(); it != made.rend(); ++it)
+        RemoveDirectoryA(it->c_str());
+}
