@@ -1,4 +1,353 @@
 // Filelogger.cpp - the rotating log file.
 #include "diagnostics/Filelogger.h"
 
-VSK_DEFINE_UNIT(Filelogger, nullptr, nullptr)
+#include "platform/Stdio.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <io.h>
+#include <stdexcept>
+
+namespace {
+
+void StartUp();
+void ExitRoutine();
+
+} // namespace
+
+VSK_DEFINE_UNIT(Filelogger, StartUp, ExitRoutine)
+
+bool _FileLogger_IsAutoFuncNameLogger = false;
+
+namespace {
+
+// The module state: one per process, guarded by g_section.
+CRITICAL_SECTION g_section;
+bool g_sectionReady = false;
+char* g_name = nullptr;
+FILE* g_stream = nullptr;
+unsigned int g_limitKib = 1024;
+int g_generations = 1;
+char g_timestamp[32];
+
+// Lines of FileLogger_PutLine that are between finding the stream and their
+// flush. Their writers do not hold the lock, so closing the stream waits for
+// them: the stream is never closed under a line that is being written.
+std::atomic<int> g_writers{0};
+
+// Append, text; "N" keeps the handle out of child processes, which would
+// otherwise keep the file open and make the rotation's rename fail.
+const char* const kOpenMode = "aN";
+
+void StartUp() {
+    InitializeCriticalSection(&g_section);
+    g_sectionReady = true;
+}
+
+void ExitRoutine() {
+    if (!g_sectionReady)
+        return;
+    g_sectionReady = false;
+    DeleteCriticalSection(&g_section);
+}
+
+// The hold on the module's lock. Outside the unit's lifetime (before its
+// start-up or after its exit routine) there is no lock to take, and the
+// loader runs on one thread then.
+class CLogLock {
+public:
+    CLogLock() : m_lock(g_sectionReady ? &g_section : nullptr, g_sectionReady) {}
+
+private:
+    CSLock m_lock;
+};
+
+// Under the lock.
+FILE* ObtainStream() {
+    if (g_stream)
+        return g_stream;
+    FILE* stream = g_name ? vsk::detail::OpenWritableStream(g_name, kOpenMode) : nullptr;
+    g_stream = stream ? stream : stderr;
+    return g_stream;
+}
+
+// Under the lock.
+void CloseStream() {
+    while (g_writers.load() > 0)
+        SwitchToThread();
+    if (g_stream && g_stream != stderr)
+        std::fclose(g_stream);
+    g_stream = nullptr;
+}
+
+// The file's size in bytes, or false when it cannot be had. Under the lock.
+bool CurrentSize(std::int64_t& size) {
+    if (g_stream) {
+        size = static_cast<std::int64_t>(std::ftell(g_stream));
+        return true;
+    }
+    HANDLE file = CreateFileA(g_name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        errno = ENOENT;
+        return false;
+    }
+    DWORD high = 0;
+    const DWORD low = GetFileSize(file, &high);
+    const DWORD error = (low == INVALID_FILE_SIZE) ? GetLastError() : NO_ERROR;
+    CloseHandle(file);
+    if (error != NO_ERROR)
+        return false;
+    size = static_cast<std::int64_t>((static_cast<std::uint64_t>(high) << 32) | low);
+    return true;
+}
+
+// Shifts the generations: "name.N" goes, "name.i" becomes "name.(i+1)", the
+// file becomes "name.1". Under the lock.
+void Rotate() {
+    const std::size_t size = std::strlen(g_name) + 20;
+    char* from = static_cast<char*>(std::malloc(size));
+    char* to = static_cast<char*>(std::malloc(size));
+    if (from && to) {
+        if (g_generations > 0) {
+            bool shifted = true;
+            std::snprintf(to, size, "%s.%d", g_name, g_generations);
+            if (std::remove(to) != 0 && errno != ENOENT)
+                shifted = false; // retried by the next line
+            for (int i = g_generations - 1; shifted && i >= 1; --i) {
+                std::snprintf(from, size, "%s.%d", g_name, i);
+                std::snprintf(to, size, "%s.%d", g_name, i + 1);
+                if (std::rename(from, to) != 0 && errno != ENOENT)
+                    shifted = false;
+            }
+            if (shifted) {
+                CloseStream();
+                std::snprintf(to, size, "%s.%d", g_name, 1);
+                std::rename(g_name, to);
+            }
+        } else {
+            // The stream stays open: on Windows this removal fails and the
+            // file keeps growing, which is what "no generations" means here.
+            std::remove(g_name);
+        }
+    }
+    std::free(from);
+    std::free(to);
+}
+
+// The size check after a line. Under the lock.
+void CheckSizeAndRotate() {
+    if (!g_name)
+        return;
+    std::int64_t bytes = 0;
+    if (!CurrentSize(bytes))
+        return;
+    const std::int64_t kib = bytes / 1024;
+    const auto high = static_cast<std::int32_t>(static_cast<std::uint64_t>(kib) >> 32);
+    const auto low = static_cast<std::uint32_t>(static_cast<std::uint64_t>(kib));
+    if (high < 0)
+        return;
+    if (high == 0 && g_limitKib > low)
+        return;
+    Rotate();
+}
+
+// Length of `text` without its trailing CR and LF characters.
+int TrimmedLength(const char* text, int length) {
+    while (length > 0 && (text[length - 1] == '\r' || text[length - 1] == '\n'))
+        --length;
+    return length;
+}
+
+// Points the C runtime descriptor `fd` at the standard handle `which`.
+bool AttachStandardHandle(DWORD which, int fd) {
+    HANDLE handle = GetStdHandle(which);
+    if (handle == INVALID_HANDLE_VALUE || handle == nullptr)
+        return false;
+    const int wrapped = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_TEXT);
+    if (wrapped == -1)
+        return false;
+    if (_dup2(wrapped, fd) != 0) {
+        _close(wrapped);
+        return false;
+    }
+    _close(wrapped);
+    return true;
+}
+
+} // namespace
+
+namespace vsk::detail {
+
+void FileLoggerVPut(const char* format, std::va_list args) {
+    try {
+        CLogLock lock;
+        std::vfprintf(ObtainStream(), format, args);
+    } catch (...) {
+    }
+}
+
+void FileLoggerVPutLine(const char* format, std::va_list args) {
+    try {
+        FILE* stream;
+        {
+            CLogLock lock;
+            stream = ObtainStream();
+            ++g_writers;
+        }
+        std::vfprintf(stream, format, args);
+        std::fputc('\n', stream);
+        std::fflush(stream);
+        --g_writers;
+        CLogLock lock;
+        CheckSizeAndRotate();
+    } catch (...) {
+    }
+}
+
+} // namespace vsk::detail
+
+extern "C" {
+
+void FileLogger_Put(const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    vsk::detail::FileLoggerVPut(format, args);
+    va_end(args);
+}
+
+void FileLogger_PutLine(const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    vsk::detail::FileLoggerVPutLine(format, args);
+    va_end(args);
+}
+
+void FileLogger_PutTimestamp() {
+    CLogLock lock;
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    std::snprintf(g_timestamp, sizeof g_timestamp, "%04d-%02d-%02d %02d:%02d:%02d.%03d ", now.wYear, now.wMonth,
+                  now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
+    FileLogger_Put("%s", g_timestamp);
+}
+
+void FileLogger_SetLogFileSize(unsigned int kib) {
+    CLogLock lock;
+    CloseStream();
+    g_limitKib = kib;
+}
+
+bool FileLogger_SetGenerationNumber(int n) {
+    CLogLock lock;
+    CloseStream();
+    g_generations = n;
+    return true;
+}
+
+bool FileLogger_SetLogFileName(const char* name) {
+    CLogLock lock;
+    CloseStream();
+    std::free(g_name);
+    g_name = nullptr;
+    if (!name)
+        return true;
+    const std::size_t size = std::strlen(name) + 1;
+    char* copy = static_cast<char*>(std::malloc(size));
+    if (!copy)
+        return false;
+    std::memcpy(copy, name, size);
+    g_name = copy;
+    return true;
+}
+
+void FileLogger_Dump(const char* file, int line, const char* func) {
+    const DWORD lastError = GetLastError();
+    CLogLock lock;
+    char* systemText = nullptr;
+    DWORD systemLength = FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS |
+                                            FORMAT_MESSAGE_FROM_SYSTEM,
+                                        nullptr, lastError, GetUserDefaultLangID(),
+                                        reinterpret_cast<char*>(&systemText), 0, nullptr);
+    if (systemLength == 0) {
+        systemText = nullptr;
+        systemLength = 0;
+    }
+    const char* errnoText = std::strerror(errno);
+    const int errnoLength = TrimmedLength(errnoText, static_cast<int>(std::strlen(errnoText)));
+    const int systemTextLength = TrimmedLength(systemText, static_cast<int>(systemLength));
+
+    FileLogger_PutTimestamp();
+    FileLogger_Put("%s(%d): %s: ", file, line, func);
+    FileLogger_PutLine("auto dump infomation.\n\terrno     = % 8d %.*s\n\tLastError = %08x %.*s", errno, errnoLength,
+                       errnoText, static_cast<unsigned>(lastError), systemTextLength,
+                       systemText ? systemText : "");
+    if (systemText)
+        LocalFree(systemText);
+}
+
+void FileLogger_AllocConsole() {
+    CLogLock lock;
+    CloseStream();
+    if (!AllocConsole())
+        return;
+    if (!AttachStandardHandle(STD_OUTPUT_HANDLE, 1))
+        return;
+    std::fputs("initialized STDOUT\n", stdout);
+    std::fflush(stdout);
+
+    HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    if (input == INVALID_HANDLE_VALUE || input == nullptr) {
+        char code[16];
+        std::snprintf(code, sizeof code, "%08x", static_cast<unsigned>(GetLastError()));
+        std::printf("%s", code);
+        std::fflush(stdout);
+        return;
+    }
+    if (!AttachStandardHandle(STD_INPUT_HANDLE, 0))
+        return;
+    std::fputs("initialized STDIN\n", stdout);
+    std::fflush(stdout);
+
+    if (!AttachStandardHandle(STD_ERROR_HANDLE, 2))
+        return;
+    std::fputs("initialized STDERR\n", stderr);
+    std::fflush(stderr);
+}
+
+void FileLogger_FreeConsole() {
+    CLogLock lock;
+    CloseStream();
+    FreeConsole();
+}
+
+} // extern "C"
+
+CSLock::CSLock(CRITICAL_SECTION* section, bool lockNow) : m_section(section), m_count(0) {
+    if (lockNow)
+        Lock();
+}
+
+CSLock::~CSLock() {
+    try {
+        while (m_count > 0)
+            Unlock();
+    } catch (...) {
+    }
+}
+
+void CSLock::Lock() {
+    EnterCriticalSection(m_section);
+    ++m_count;
+}
+
+void CSLock::Unlock() {
+    if (m_count < 1)
+        throw std::logic_error("CSLock::Unlock()");
+    LeaveCriticalSection(m_section);
+    --m_count;
+}

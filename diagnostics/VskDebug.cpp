@@ -4,6 +4,127 @@
 VSK_DEFINE_UNIT(Vskdebug, nullptr, nullptr)
 
 // ---------------------------------------------------------------------------
+// Failure reports, debug print and function tracing
+// ---------------------------------------------------------------------------
+
+#include "diagnostics/Filelogger.h"
+#include "foundation/Vskstr.h"
+#include "framework/HostFramework.h"
+
+#include <cstdarg>
+#include <cstdint>
+#include <exception>
+#include <string>
+
+namespace {
+
+const char* const kFormatOverflowMessage = "CVskStr::Format() : 処理可能な最大サイズを超えました";
+
+const char* OrEmpty(const char* s) { return s ? s : ""; }
+
+void PutReportPrefix(const char* file, int line, const char* func) {
+    FileLogger_PutTimestamp();
+    FileLogger_Put("%s(%d): %s: ", file, line, func);
+}
+
+// The text of `format` and `args` formatted as CVskStr::Format formats it:
+// buffers of 257, 517, 1037, ... bytes until the output fits, with the same
+// error past the largest size, and the text ending at its first NUL.
+vskstr::CVskStr FormatLikeCVskStr(const char* format, std::va_list args) {
+    std::string work;
+    for (;;) {
+        const int count = vsk::detail::NextFormatSize(static_cast<int>(work.size()), kFormatOverflowMessage);
+        work.resize(count);
+        std::va_list pass;
+        va_copy(pass, args);
+        const int result = _vsnprintf(&work[0], count, format, pass);
+        va_end(pass);
+        if (result >= 0 && result != count)
+            break;
+    }
+    return vskstr::CVskStr(work.c_str());
+}
+
+} // namespace
+
+namespace vsk::detail {
+
+void ReportFailure(const char* file, int line, const char* func, const char* format, ...) {
+    PutReportPrefix(OrEmpty(file), line, OrEmpty(func));
+    std::va_list args;
+    va_start(args, format);
+    FileLoggerVPutLine(format, args);
+    va_end(args);
+}
+
+} // namespace vsk::detail
+
+void VskDebugPrint(const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    vskstr::CVskStr text;
+    try {
+        text = FormatLikeCVskStr(format, args);
+    } catch (...) {
+        va_end(args);
+        throw;
+    }
+    va_end(args);
+    OutputDebugStringA(text.c_str());
+}
+
+void VskDebugPrintBCB(const char* /*format*/, ...) {}
+
+void VskPrintAndReThrow(const char* file, int line, const char* func) {
+    file = OrEmpty(file);
+    func = OrEmpty(func);
+    try {
+        throw;
+    } catch (std::exception& e) {
+        vsk::detail::ReportFailure(file, line, func, "例外発生(%s)", e.what());
+        throw;
+    } catch (Sysutils::Exception& e) {
+        vsk::detail::ReportFailure(file, line, func, "例外発生(%s)", e.Message.c_str());
+        throw;
+    } catch (...) {
+        vsk::detail::ReportFailure(file, line, func, "例外発生");
+        throw;
+    }
+}
+
+void VskPrintAndShowMsg(const char* file, int line, const char* func) {
+    file = OrEmpty(file);
+    func = OrEmpty(func);
+    vskstr::CVskStr text;
+    try {
+        throw;
+    } catch (std::exception& e) {
+        text.Format("処理中に次のエラーが発生しました。\n\n%s", e.what());
+    } catch (Sysutils::Exception& e) {
+        text.Format("処理中に次のエラーが発生しました。\n\n%s", e.Message.c_str());
+    } catch (...) {
+        text = "処理中に未知のエラーが発生しました。";
+    }
+    vsk::detail::ReportFailure(file, line, func, "%s", text.c_str());
+    Dialogs::ShowMessage(static_cast<System::AnsiString>(text));
+}
+
+AutoFuncNameLogger::AutoFuncNameLogger(const char* file, int line, const char* func)
+    : m_file(file), m_line(line), m_func(func) {
+    if (_FileLogger_IsAutoFuncNameLogger) {
+        PutReportPrefix(m_file, m_line, m_func);
+        FileLogger_PutLine("<%08x> : >> START", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this)));
+    }
+}
+
+AutoFuncNameLogger::~AutoFuncNameLogger() {
+    if (_FileLogger_IsAutoFuncNameLogger) {
+        PutReportPrefix(m_file, m_line, m_func);
+        FileLogger_PutLine("<%08x> : << END", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this)));
+    }
+}
+
+// ---------------------------------------------------------------------------
 // Structured exceptions: the crash report and the guard
 // ---------------------------------------------------------------------------
 

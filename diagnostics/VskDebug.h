@@ -6,6 +6,77 @@
 VSK_DECLARE_UNIT(Vskdebug)
 
 // ---------------------------------------------------------------------------
+// Failure reports, debug print and function tracing
+// ---------------------------------------------------------------------------
+
+namespace vsk::detail {
+
+/// Writes one failure report into the log: FileLogger_PutTimestamp(), then
+/// FileLogger_Put("%s(%d): %s: ", file, line, func), then the formatted message
+/// as FileLogger_PutLine (so the record ends with "\n", a flush and the log's
+/// size check). A null `file` or `func` prints as an empty field; `line` is
+/// printed as given, so a site may report a fixed line number.
+///
+/// Example: ReportFailure("f.cpp", 3, "g", "node==NULL") appends
+///   "2026-11-22 14:23:32.045 f.cpp(3): g: node==NULL\n"
+///
+/// Thread safety: any thread; the three writes are not atomic with respect to
+/// other threads' log output.
+VSK_API void ReportFailure(const char* file, int line, const char* func, const char* format, ...)
+    __attribute__((format(ms_printf, 4, 5)));
+
+} // namespace vsk::detail
+
+/// Writes the formatted text to the debugger (OutputDebugStringA) unchanged: no
+/// prefix, no time stamp, no newline; nothing goes to the log file. The text is
+/// formatted as CVskStr::Format formats it.
+/// Errors: std::runtime_error "CVskStr::Format() : 処理可能な最大サイズを超えました"
+/// when the text would pass the formatting limit.
+///
+/// Example: VskDebugPrint("%d", 5) sends exactly "5".
+VSK_API void VskDebugPrint(const char* format, ...) __attribute__((format(ms_printf, 1, 2)));
+
+/// Does nothing at all; neither the format nor the arguments are read.
+VSK_API void VskDebugPrintBCB(const char* format, ...);
+
+/// Call inside a catch handler: reports the exception being handled to the log
+/// ("例外発生(<what() or Message>)", or "例外発生" for any other type) with the
+/// caller's position, then throws the same exception on. A null `file` or
+/// `func` prints as an empty field. Never returns; outside a handler the
+/// program terminates.
+[[noreturn]] VSK_API void VskPrintAndReThrow(const char* file, int line, const char* func);
+
+/// Call inside a catch handler: reports the exception being handled to the log
+/// and shows it with Dialogs::ShowMessage as
+/// "処理中に次のエラーが発生しました。\n\n<what() or Message>" (or
+/// "処理中に未知のエラーが発生しました。" for any other type), then returns
+/// normally, which ends the exception's propagation. A null `file` or `func`
+/// prints as an empty field.
+VSK_API void VskPrintAndShowMsg(const char* file, int line, const char* func);
+
+/// Traces a function's entry and exit into the log while
+/// _FileLogger_IsAutoFuncNameLogger is true: the constructor writes the report
+/// "<%08x> : >> START" and the destructor "<%08x> : << END", both with this
+/// object's address and the position given to the constructor (the exit line
+/// repeats the declaration's line). The flag is read at each construction and
+/// destruction. Null pointers are printed as the C runtime prints them.
+///
+/// Lifetime: `file` and `func` are kept, not copied; they must outlive the
+/// guard (string literals normally).
+class VSK_API AutoFuncNameLogger {
+public:
+    AutoFuncNameLogger(const char* file, int line, const char* func);
+    ~AutoFuncNameLogger();
+    AutoFuncNameLogger(const AutoFuncNameLogger&) = delete;
+    AutoFuncNameLogger& operator=(const AutoFuncNameLogger&) = delete;
+
+private:
+    const char* m_file;
+    int m_line;
+    const char* m_func;
+};
+
+// ---------------------------------------------------------------------------
 // Structured exceptions: the crash report and the guard
 // ---------------------------------------------------------------------------
 

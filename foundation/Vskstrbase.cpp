@@ -1,6 +1,8 @@
 // Vskstrbase.cpp - CVskStrBase<T> for char and wchar_t.
 #include "foundation/Vskstrbase.h"
 
+#include "diagnostics/Filelogger.h"
+
 #include "foundation/Vskstrw.h"
 #include "platform/Mbcs.h"
 
@@ -16,6 +18,8 @@ VSK_DEFINE_UNIT(Vskstrbase, nullptr, nullptr)
 namespace vsk::detail {
 
 void ThrowUnsupportedCharSize(const char* method) {
+    // The text carries its own newline, and the line adds one more.
+    FileLogger_PutLine("cannot converted !!\n");
     throw std::logic_error(std::string("指定のTでは実装されていないメソッド。CVskStrbase<T>::") + method);
 }
 

@@ -6,4 +6,6 @@
 #include <vcl.h>
 #else
 #include "hostfw/AnsiString.h"
+#include "hostfw/Dialogs.h"
+#include "hostfw/SysUtils.h"
 #endif
