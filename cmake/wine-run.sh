@@ -81,11 +81,29 @@ ensure_wine_running() {
     pgrep -n -f "wineserver.* -p" >"$pid_file" || true
 }
 
+# The desktop process (explorer.exe /desktop) that windows, message boxes and
+# consoles need. Started here, detached and for the whole life of the server,
+# it is never started by a test program: it would inherit the program's
+# output pipes and keep CTest waiting after the program has ended.
+ensure_desktop() {
+    local pid_file="$state_dir/desktop.pid"
+    if [ -f "$pid_file" ] && kill -0 "$(cat "$pid_file")" 2>/dev/null; then
+        return 0
+    fi
+    (
+        close_inherited_fds
+        exec </dev/null >/dev/null 2>&1
+        setsid wine explorer.exe /desktop &
+        echo $! >"$pid_file"
+    )
+}
+
 (
     flock 9
     ensure_display
     echo "${DISPLAY}" >"$state_dir/current-display"
     ensure_wine_running
+    ensure_desktop
 ) 9>"$state_dir/lock"
 export DISPLAY=${DISPLAY:-$(cat "$state_dir/current-display")}
 

@@ -163,8 +163,9 @@ int TrimmedLength(const char* text, int length) {
     return length;
 }
 
-// Points the C runtime descriptor `fd` at the standard handle `which`.
-bool AttachStandardHandle(DWORD which, int fd) {
+// Points the C runtime descriptor `fd` at the standard handle `which`, and
+// the standard stream of that descriptor with it.
+bool AttachStandardHandle(DWORD which, int fd, FILE* stream) {
     HANDLE handle = GetStdHandle(which);
     if (handle == INVALID_HANDLE_VALUE || handle == nullptr)
         return false;
@@ -176,6 +177,7 @@ bool AttachStandardHandle(DWORD which, int fd) {
         return false;
     }
     _close(wrapped);
+    vsk::detail::BindStandardStream(stream, fd);
     return true;
 }
 
@@ -295,7 +297,7 @@ void FileLogger_AllocConsole() {
     CloseStream();
     if (!AllocConsole())
         return;
-    if (!AttachStandardHandle(STD_OUTPUT_HANDLE, 1))
+    if (!AttachStandardHandle(STD_OUTPUT_HANDLE, 1, stdout))
         return;
     std::fputs("initialized STDOUT\n", stdout);
     std::fflush(stdout);
@@ -308,12 +310,12 @@ void FileLogger_AllocConsole() {
         std::fflush(stdout);
         return;
     }
-    if (!AttachStandardHandle(STD_INPUT_HANDLE, 0))
+    if (!AttachStandardHandle(STD_INPUT_HANDLE, 0, stdin))
         return;
     std::fputs("initialized STDIN\n", stdout);
     std::fflush(stdout);
 
-    if (!AttachStandardHandle(STD_ERROR_HANDLE, 2))
+    if (!AttachStandardHandle(STD_ERROR_HANDLE, 2, stderr))
         return;
     std::fputs("initialized STDERR\n", stderr);
     std::fflush(stderr);

@@ -17,4 +17,11 @@ std::FILE* OpenWritableStream(const char* name, const char* mode) {
     return std::fopen(name, mode);
 }
 
+void BindStandardStream(std::FILE* stream, int fd) {
+    if (_fileno(stream) == fd)
+        return;
+    stream->_file = fd;
+    std::clearerr(stream);
+}
+
 } // namespace vsk::detail

@@ -5,6 +5,7 @@
 #include "diagnostics/Filelogger.h"
 #include "framework/HostFramework.h"
 #include "tests/diagnostics/LogTestSupport.h"
+#include "tests/support/MessageBoxWatcher.h"
 
 #include <gtest/gtest.h>
 
@@ -261,6 +262,24 @@ TEST_F(CLogTest, ShowMsgTextWithPercentSignsIsShownAndLoggedAsIs) {
     ASSERT_EQ(shown.texts.size(), 1u);
     EXPECT_EQ(shown.texts[0], std::string(kFollowingError) + "\n\n100% %s %d");
     EXPECT_EQ(MaskTimestamps(ReadFileBytes(log)), std::string("<TS>f(1): g: ") + kFollowingError + "\r\n\r\n100% %s %d\r\n");
+}
+
+TEST_F(CLogTest, ShowMsgShowsARealMessageBoxAndReturnsWhenItIsClosed) {
+    const std::string log = UseLog();
+    std::vector<vsktest::CMessageBoxWatcher::Box> boxes;
+    {
+        vsktest::CMessageBoxWatcher watcher;
+        try {
+            throw std::runtime_error("shown");
+        } catch (...) {
+            VskPrintAndShowMsg("f", 2, "g");
+        }
+        boxes = watcher.Boxes();
+    }
+    ASSERT_EQ(boxes.size(), 1u);
+    EXPECT_EQ(boxes[0].caption, "test_diagnostics");
+    EXPECT_EQ(boxes[0].text, std::string(kFollowingError) + "\n\nshown");
+    EXPECT_EQ(MaskTimestamps(ReadFileBytes(log)), std::string("<TS>f(2): g: ") + kFollowingError + "\r\n\r\nshown\r\n");
 }
 
 // ---------------------------------------------------------------------------
