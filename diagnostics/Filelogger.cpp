@@ -156,6 +156,12 @@ void CheckSizeAndRotate() {
     Rotate();
 }
 
+// The C runtime's own vfprintf (msvcrt.dll), not the toolchain's replacement
+// that <cstdio> selects for C++: its format conventions are those the log's
+// callers write, and it holds the stream's lock across one call, so text that
+// threads write at the same moment interleaves only between calls.
+void WriteFormatted(FILE* stream, const char* format, std::va_list args) { __ms_vfprintf(stream, format, args); }
+
 // Length of `text` without its trailing CR and LF characters.
 int TrimmedLength(const char* text, int length) {
     while (length > 0 && (text[length - 1] == '\r' || text[length - 1] == '\n'))
@@ -188,7 +194,7 @@ namespace vsk::detail {
 void FileLoggerVPut(const char* format, std::va_list args) {
     try {
         CLogLock lock;
-        std::vfprintf(ObtainStream(), format, args);
+        WriteFormatted(ObtainStream(), format, args);
     } catch (...) {
     }
 }
@@ -201,7 +207,7 @@ void FileLoggerVPutLine(const char* format, std::va_list args) {
             stream = ObtainStream();
             ++g_writers;
         }
-        std::vfprintf(stream, format, args);
+        WriteFormatted(stream, format, args);
         std::fputc('\n', stream);
         std::fflush(stream);
         --g_writers;
