@@ -205,6 +205,29 @@ TEST_F(CLogTest, UnopenableNameRotatesAtLimitZeroOnlyByName) {
     EXPECT_EQ(capture.Finish(), "one\ntwo\n");
 }
 
+TEST_F(CLogTest, UnopenableNameIsMeasuredByStandardErrorAndRotatedByName) {
+    // A folder cannot be opened as the log: output goes to standard error,
+    // and the size check measures standard error. Once that passes the
+    // limit, the rotation works on the names: "logdir.1" goes and the
+    // folder itself becomes "logdir.1".
+    const std::string name = m_dir.File("logdir");
+    ASSERT_TRUE(CreateDirectoryA(name.c_str(), nullptr));
+    vsktest::WriteFileBytes(name + ".1", "old");
+    ASSERT_TRUE(FileLogger_SetLogFileName(name.c_str()));
+    FileLogger_SetLogFileSize(1);
+    FileLogger_SetGenerationNumber(1);
+    CStderrCapture capture(m_dir.File("stderr.txt"));
+    FileLogger_PutLine("short");
+    EXPECT_EQ(ReadOrMissing(name + ".1"), "old") << "standard error holds 6 bytes: below 1 KiB";
+    FileLogger_PutLine("%s", std::string(1100, 'e').c_str());
+    const std::string written = capture.Finish();
+    EXPECT_EQ(written.size(), 6u + 1101u);
+    EXPECT_FALSE(FileExists(name));
+    const DWORD attributes = GetFileAttributesA((name + ".1").c_str());
+    ASSERT_NE(attributes, INVALID_FILE_ATTRIBUTES);
+    EXPECT_TRUE(attributes & FILE_ATTRIBUTE_DIRECTORY) << "the folder took the first generation's name";
+}
+
 // ---------------------------------------------------------------------------
 // Size check and rotation
 // ---------------------------------------------------------------------------
@@ -433,6 +456,21 @@ TEST_F(CLogTest, DumpIsALineAndSoSubjectToRotation) {
 // ---------------------------------------------------------------------------
 
 TEST(FileloggerUnit, IsStartedWhenTheLibraryIsLoaded) { EXPECT_LT(Filelogger::Counter(), 0); }
+
+TEST_F(CLogTest, UnitInitializeAgainAndItsMatchingFinalizeKeepTheLock) {
+    // Only the first Initialize and the last Finalize run the unit's
+    // routines: a nested pair neither makes nor deletes the critical section.
+    const int before = Filelogger::Counter();
+    Filelogger::Initialize();
+    EXPECT_EQ(Filelogger::Counter(), before - 1);
+    Filelogger::Finalize();
+    EXPECT_EQ(Filelogger::Counter(), before);
+    const std::string log = UseLog();
+    std::thread other([] { FileLogger_PutLine("from another thread"); });
+    other.join();
+    FileLogger_Dump("f", 1, "g");
+    EXPECT_NE(ReadFileBytes(log).find("from another thread\r\n"), std::string::npos);
+}
 
 TEST(FileloggerUnit, AutoFuncNameFlagIsExportedAndFalseAtLoad) {
     // The fixture of the other tests resets it; no test leaves it true.
