@@ -12,7 +12,9 @@ die() { printf 'setup: error: %s\n' "$*" >&2; exit 1; }
 SUDO=""
 if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 
-PACKAGES=(wine wine32:i386 g++-mingw-w64-i686-posix xvfb xauth cmake make
+# wine64 brings a native 64-bit wineserver, which 32-bit programs use as
+# well; it matters most when 32-bit code runs emulated (see ensure_i386_exec).
+PACKAGES=(wine wine32:i386 wine64 g++-mingw-w64-i686-posix xvfb xauth cmake make
           googletest locales dpkg-dev)
 
 have_package() {
@@ -100,6 +102,35 @@ ensure_locale() {
     fi
 }
 
+# Some kernels are built without 32-bit (IA32) support: the 32-bit Wine
+# loader then fails with "Exec format error". There the loader and every
+# 32-bit process it starts run under qemu's user-mode emulator, registered
+# with binfmt_misc (with the F flag, so that it works inside any mount
+# namespace). Slower, but the same Wine and the same programs.
+can_run_i386() {
+    /usr/lib/wine/wine --version >/dev/null 2>&1
+}
+
+ensure_i386_exec() {
+    can_run_i386 && return 0
+    log "this kernel cannot run 32-bit programs; using qemu user-mode emulation"
+    if ! have_package qemu-user-static; then
+        apt_update
+        DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends \
+            qemu-user-static >/tmp/voskellib-setup-qemu.log 2>&1 \
+            || { tail -n 20 /tmp/voskellib-setup-qemu.log >&2; die "could not install qemu-user-static"; }
+    fi
+    local misc=/proc/sys/fs/binfmt_misc
+    if [ ! -e "$misc/register" ]; then
+        $SUDO mount -t binfmt_misc binfmt_misc "$misc" || die "cannot mount $misc"
+    fi
+    if [ ! -e "$misc/qemu-i386" ]; then
+        printf '%s' ':qemu-i386:M::\x7fELF\x01\x01\x01\x00\x00\x00\x00\x00\x00\x00\x00\x00\x02\x00\x03\x00:\xff\xff\xff\xff\xff\xfe\xfe\x00\xff\xff\xff\xff\xff\xff\xff\xff\xfe\xff\xff\xff:/usr/bin/qemu-i386-static:F' \
+            | $SUDO tee "$misc/register" >/dev/null || die "cannot register qemu-i386 with binfmt_misc"
+    fi
+    can_run_i386 || die "32-bit programs still cannot run"
+}
+
 # Unpacks the pcre2 source package into $1 (once). The build compiles it.
 ensure_pcre2_source() {
     local dest=$1
@@ -123,6 +154,7 @@ main() {
     ensure_deb_src
     if [ "$NEED_UPDATE" = 1 ]; then apt_update; fi
     ensure_packages
+    ensure_i386_exec
     ensure_locale
     [ -n "$src_dir" ] && ensure_pcre2_source "$src_dir"
     return 0
