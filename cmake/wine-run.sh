@@ -16,6 +16,21 @@ export LANG=ja_JP.UTF-8
 export LC_ALL=ja_JP.UTF-8
 export TZ=${VSK_TEST_TZ:-Asia/Tokyo}
 
+# Where the kernel cannot run 32-bit programs, qemu runs them (tools/setup.sh)
+# with a fix library preloaded and the whole 4 GiB reserved up front.
+# VSK_I386_EMULATED tells the tests (through Wine's environment) which
+# platform facilities the emulator does not give them.
+if [ -r /proc/sys/fs/binfmt_misc/qemu-i386 ] && grep -qx enabled /proc/sys/fs/binfmt_misc/qemu-i386; then
+    fix_dir="$build_dir/_deps/i386-emulation"
+    if [ ! -f "$fix_dir/lib/i386-linux-gnu/libvsk_qemu_i386_fix.so" ]; then
+        echo "wine-run: 32-bit code runs emulated but $fix_dir is not built (run tools/setup.sh)" >&2
+        exit 1
+    fi
+    export LD_PRELOAD="$fix_dir/\$LIB/libvsk_qemu_i386_fix.so"
+    export QEMU_RESERVED_VA=0xffff0000
+    export VSK_I386_EMULATED=1
+fi
+
 state_dir="$build_dir/wine-run"
 mkdir -p "$state_dir"
 

@@ -102,24 +102,33 @@ ensure_locale() {
     fi
 }
 
-# Some kernels are built without 32-bit (IA32) support: the 32-bit Wine
+# Some kernels cannot run 32-bit programs (no IA32 emulation): the 32-bit Wine
 # loader then fails with "Exec format error". There the loader and every
 # 32-bit process it starts run under qemu's user-mode emulator, registered
 # with binfmt_misc (with the F flag, so that it works inside any mount
-# namespace). Slower, but the same Wine and the same programs.
+# namespace), and cmake/wine-run.sh preloads the fix library built below
+# (tools/i386-emulation) into every emulated process.
 can_run_i386() {
     /usr/lib/wine/wine --version >/dev/null 2>&1
+}
+
+i386_is_emulated() {
+    [ -r /proc/sys/fs/binfmt_misc/qemu-i386 ] && grep -qx enabled /proc/sys/fs/binfmt_misc/qemu-i386
+}
+
+# Installs one package that only some machines need.
+install_extra() {
+    have_package "$1" && return 0
+    apt_update
+    DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends \
+        "$1" >/tmp/voskellib-setup-extra.log 2>&1 \
+        || { tail -n 20 /tmp/voskellib-setup-extra.log >&2; die "could not install $1"; }
 }
 
 ensure_i386_exec() {
     can_run_i386 && return 0
     log "this kernel cannot run 32-bit programs; using qemu user-mode emulation"
-    if ! have_package qemu-user-static; then
-        apt_update
-        DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends \
-            qemu-user-static >/tmp/voskellib-setup-qemu.log 2>&1 \
-            || { tail -n 20 /tmp/voskellib-setup-qemu.log >&2; die "could not install qemu-user-static"; }
-    fi
+    install_extra qemu-user-static
     local misc=/proc/sys/fs/binfmt_misc
     if [ ! -e "$misc/register" ]; then
         $SUDO mount -t binfmt_misc binfmt_misc "$misc" || die "cannot mount $misc"
@@ -129,6 +138,24 @@ ensure_i386_exec() {
             | $SUDO tee "$misc/register" >/dev/null || die "cannot register qemu-i386 with binfmt_misc"
     fi
     can_run_i386 || die "32-bit programs still cannot run"
+}
+
+# Builds the library that cmake/wine-run.sh preloads into emulated 32-bit
+# processes, in both classes (LD_PRELOAD names them through $LIB), into
+# $1/lib/<multiarch>/libvsk_qemu_i386_fix.so.
+ensure_i386_emulation_fix() {
+    local dest=$1 here
+    i386_is_emulated || return 0
+    install_extra gcc-multilib
+    here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/i386-emulation
+    local lib32="$dest/lib/i386-linux-gnu/libvsk_qemu_i386_fix.so"
+    local lib64="$dest/lib/x86_64-linux-gnu/libvsk_qemu_i386_fix.so"
+    if [ "$lib32" -nt "$here/qemu_i386_fix.c" ] && [ -f "$lib64" ]; then return 0; fi
+    mkdir -p "$(dirname "$lib32")" "$(dirname "$lib64")"
+    gcc -m32 -O2 -Wall -Werror -shared -fPIC "$here/qemu_i386_fix.c" -o "$lib32" -ldl -lpthread \
+        || die "could not build the i386 emulation fix"
+    gcc -O2 -Wall -Werror -shared -fPIC "$here/noop.c" -o "$lib64" \
+        || die "could not build the i386 emulation fix (64-bit twin)"
 }
 
 # Unpacks the pcre2 source package into $1 (once). The build compiles it.
@@ -156,7 +183,10 @@ main() {
     ensure_packages
     ensure_i386_exec
     ensure_locale
-    [ -n "$src_dir" ] && ensure_pcre2_source "$src_dir"
+    if [ -n "$src_dir" ]; then
+        ensure_pcre2_source "$src_dir"
+        ensure_i386_emulation_fix "$src_dir/i386-emulation"
+    fi
     return 0
 }
 
