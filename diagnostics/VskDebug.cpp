@@ -286,8 +286,12 @@ void WriteExceptionReport(CReportOutput& out, unsigned long code, const EXCEPTIO
     out.Put("()\n");
     out.Put("\n");
 
-    WriteRegisters(out, *pointers->ContextRecord);
-    WriteCallStack(out, *pointers->ContextRecord);
+    // Without a context record the sections stay empty rather than fault
+    // inside the report.
+    CONTEXT empty{};
+    const CONTEXT& context = pointers && pointers->ContextRecord ? *pointers->ContextRecord : empty;
+    WriteRegisters(out, context);
+    WriteCallStack(out, context);
     WriteModules(out);
     out.PutLine("");
 }
@@ -299,6 +303,17 @@ void WriteExceptionReport(CReportOutput& out, unsigned long code, const EXCEPTIO
 #include <stdexcept>
 
 namespace {
+
+// The crash report written into the rotating log file.
+class CLogReportOutput : public vsk::detail::CReportOutput {
+public:
+    void PutTimestamp() override { FileLogger_PutTimestamp(); }
+    void PutPrefix(const char* file, int line, const char* func) override {
+        FileLogger_Put("%s(%d): %s: ", file, line, func);
+    }
+    void Put(const char* text) override { FileLogger_Put("%s", text); }
+    void PutLine(const char* text) override { FileLogger_PutLine("%s", text); }
+};
 
 struct CReportGuard {
     vsk::detail::CReportOutput* out;
@@ -328,4 +343,17 @@ void RunReportGuarded(void (*body)(void*), void* context, CReportOutput& out, co
     RunSehGuarded(body, context, ReportFilter, &guard);
 }
 
+void RunExceptionFilterGuarded(void (*body)(void*), void* context, const char* file, int line, const char* func) {
+    CLogReportOutput out;
+    RunReportGuarded(body, context, out, file, line, func);
+}
+
 } // namespace vsk::detail
+
+void Exception_Filter(unsigned long code, _EXCEPTION_POINTERS* pointers, const char* file, int line,
+                      const char* func) {
+    CLogReportOutput out;
+    vsk::detail::ReportAndThrow(out, code, pointers, file, line, func);
+}
+
+void Exception_Handler(const char* /*file*/, int /*line*/, const char* /*func*/) {}

@@ -82,6 +82,8 @@ private:
 
 #include "platform/Win32.h"
 
+#include <type_traits>
+
 namespace vsk::detail {
 
 /// Where the crash report's pieces go: a time stamp, the report prefix
@@ -127,4 +129,45 @@ namespace vsk::detail {
 VSK_API void RunReportGuarded(void (*body)(void*), void* context, CReportOutput& out, const char* file, int line,
                               const char* func);
 
+/// Runs `body(context)` inside the structured-exception guard whose filter is
+/// Exception_Filter: a structured exception there writes the crash report
+/// into the log file and reaches the caller as the std::runtime_error
+/// "予期せぬ例外が発生しました", thrown from the guard's own frame. As in a
+/// block whose filter is Exception_Filter, the filter's throw means that no
+/// handler part runs.
+/// A C++ exception of the body passes through unchanged.
+/// Thread safety: any thread; the guard belongs to the calling thread.
+VSK_API void RunExceptionFilterGuarded(void (*body)(void*), void* context, const char* file, int line,
+                                       const char* func);
+
+/// The same for any callable, e.g.
+///   ExceptionFilterGuarded([&] { result = OnMessage(msg); }, __FILE__, __LINE__,
+///                          "CVskWndImeFull::OnMessage");
+template <typename Body>
+void ExceptionFilterGuarded(Body&& body, const char* file, int line, const char* func) {
+    using Callable = std::remove_reference_t<Body>;
+    RunExceptionFilterGuarded([](void* p) { (*static_cast<Callable*>(p))(); },
+                              const_cast<void*>(static_cast<const void*>(&body)), file, line, func);
+}
+
 } // namespace vsk::detail
+
+/// The filter of a structured-exception block: writes the crash report of
+/// the exception `code` with `pointers` (registers and call stack from its
+/// context record) into the log file, with the caller's position, then throws
+/// std::runtime_error "予期せぬ例外が発生しました". It never returns a filter
+/// verdict. Null `pointers` (or a null context record) give empty register
+/// and call-stack sections. Call it on the faulting thread, inside the
+/// system's dispatch (see RunExceptionFilterGuarded), or with a record of
+/// your own.
+///
+/// Example (a hand-made record):
+///   CONTEXT context{}; EXCEPTION_RECORD record{}; record.ExceptionCode = 0xC0000094;
+///   EXCEPTION_POINTERS pointers{&record, &context};
+///   Exception_Filter(record.ExceptionCode, &pointers, "f.cpp", 7, "g");  // throws
+[[noreturn]] VSK_API void Exception_Filter(unsigned long code, _EXCEPTION_POINTERS* pointers, const char* file,
+                                           int line, const char* func);
+
+/// The handler part of such a block: does nothing, on purpose, so that the
+/// block has a function to call.
+VSK_API void Exception_Handler(const char* file, int line, const char* func);
