@@ -156,6 +156,10 @@ ensure_i386_emulation_fix() {
         || die "could not build the i386 emulation fix"
     gcc -O2 -Wall -Werror -shared -fPIC "$here/noop.c" -o "$lib64" \
         || die "could not build the i386 emulation fix (64-bit twin)"
+    local check="$dest/fix_check"
+    gcc -m32 -O1 -Wall -Werror "$here/fix_check.c" -o "$check" -lpthread \
+        || die "could not build the i386 emulation fix check"
+    LD_PRELOAD="$lib32" "$check" || { rm -f "$lib32"; die "the i386 emulation fix does not work on this machine"; }
 }
 
 # Unpacks the pcre2 source package into $1 (once). The build compiles it.
