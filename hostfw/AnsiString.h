@@ -6,7 +6,9 @@
 namespace System {
 
 /// The host framework's narrow string. Like the framework's own, an empty
-/// AnsiString holds no data pointer: `data()` is nullptr and `c_str()` gives "".
+/// AnsiString holds no data pointer: `data()` is nullptr and `c_str()` gives "",
+/// and copies share one reference-counted buffer (so passing one by value
+/// costs an interlocked increment, not a copy of the text).
 class HOSTFW_API AnsiString {
 public:
     AnsiString() = default;
@@ -30,6 +32,7 @@ public:
 
 private:
     void Assign(const char* s, int length);
+    void Release();
 
     char* m_data = nullptr;
     int m_length = 0;
