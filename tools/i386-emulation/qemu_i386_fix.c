@@ -200,16 +200,29 @@ static void fill_in_trap(int sig, siginfo_t* info, void* context) {
     wine_action[sig](sig, info, context);
 }
 
+/* Callers see their own handler, never fill_in_trap: one that saves the old
+ * action and puts it back later must not make fill_in_trap call itself. */
+static void show_callers_handler(int sig, struct sigaction* old, action_fn previous) {
+    if (old && (old->sa_flags & SA_SIGINFO) && old->sa_sigaction == fill_in_trap)
+        old->sa_sigaction = previous;
+}
+
 int sigaction(int sig, const struct sigaction* act, struct sigaction* old) {
     REAL(sigaction);
-    if (act && sig > 0 && sig < 65 && trap_for(sig, 0) != -1 && (act->sa_flags & SA_SIGINFO)
-        && (uintptr_t)act->sa_sigaction > 1) {
+    if (sig <= 0 || sig >= 65 || trap_for(sig, 0) == -1) return real_sigaction(sig, act, old);
+    action_fn previous = wine_action[sig];
+    int rc;
+    if (act && (act->sa_flags & SA_SIGINFO) && (uintptr_t)act->sa_sigaction > 1
+        && act->sa_sigaction != fill_in_trap) {
         struct sigaction copy = *act;
         wine_action[sig] = act->sa_sigaction;
         copy.sa_sigaction = fill_in_trap;
-        return real_sigaction(sig, &copy, old);
+        rc = real_sigaction(sig, &copy, old);
+    } else {
+        rc = real_sigaction(sig, act, old);
     }
-    return real_sigaction(sig, act, old);
+    if (rc == 0) show_callers_handler(sig, old, previous);
+    return rc;
 }
 
 /* ---- 3. no reservation of the upper half -------------------------------- */
