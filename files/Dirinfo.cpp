@@ -1,4 +1,97 @@
-// Dirinfo.cpp - directory listing.
+// Dirinfo.cpp - CDirInfo, the complete result of one file-name search in memory.
 #include "files/Dirinfo.h"
 
+#include <new>
+
 VSK_DEFINE_UNIT(Dirinfo, nullptr, nullptr)
+
+namespace {
+
+HANDLE WINAPI SystemFindFirstFile(const char* pattern, WIN32_FIND_DATAA* record) {
+    return ::FindFirstFileA(pattern, record);
+}
+
+BOOL WINAPI SystemFindNextFile(HANDLE search, WIN32_FIND_DATAA* record) { return ::FindNextFileA(search, record); }
+
+vsk::detail::FindFirstFileFn g_findFirst = SystemFindFirstFile;
+vsk::detail::FindNextFileFn g_findNext = SystemFindNextFile;
+
+// Owns one search handle; closing keeps the thread's last error, which tells
+// the caller how the search ended.
+class CSearchHandle {
+public:
+    explicit CSearchHandle(HANDLE search) : m_search(search) {}
+    ~CSearchHandle() {
+        const DWORD lastError = GetLastError();
+        FindClose(m_search);
+        SetLastError(lastError);
+    }
+    CSearchHandle(const CSearchHandle&) = delete;
+    CSearchHandle& operator=(const CSearchHandle&) = delete;
+    HANDLE Get() const { return m_search; }
+
+private:
+    HANDLE m_search;
+};
+
+// An empty folder (nothing matches) and a folder that may not be read are
+// listings without entries, not failures.
+bool IsEmptyListing(DWORD error) { return error == ERROR_FILE_NOT_FOUND || error == ERROR_ACCESS_DENIED; }
+
+// Appends a heap copy of `record`; false, with ERROR_NOT_ENOUGH_MEMORY as the
+// last error, when memory runs out (the list is then as it was).
+bool Append(std::vector<WIN32_FIND_DATAA*>& list, const WIN32_FIND_DATAA& record) {
+    WIN32_FIND_DATAA* copy = new (std::nothrow) WIN32_FIND_DATAA(record);
+    if (copy) {
+        try {
+            list.push_back(copy);
+            return true;
+        } catch (const std::bad_alloc&) {
+            delete copy;
+        }
+    }
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return false;
+}
+
+} // namespace
+
+namespace vsk::detail {
+
+FindFirstFileFn SetFindFirstFileFunction(FindFirstFileFn function) {
+    const FindFirstFileFn previous = g_findFirst;
+    g_findFirst = function ? function : SystemFindFirstFile;
+    return previous;
+}
+
+FindNextFileFn SetFindNextFileFunction(FindNextFileFn function) {
+    const FindNextFileFn previous = g_findNext;
+    g_findNext = function ? function : SystemFindNextFile;
+    return previous;
+}
+
+} // namespace vsk::detail
+
+CDirInfo::CDirInfo() = default;
+
+CDirInfo::~CDirInfo() { ReleaseDirInfo(); }
+
+void CDirInfo::ReleaseDirInfo() {
+    for (WIN32_FIND_DATAA* record : DirInfoList)
+        delete record;
+    DirInfoList.clear();
+}
+
+int CDirInfo::GetDirInfo(const char* pattern) {
+    ReleaseDirInfo();
+    WIN32_FIND_DATAA record;
+    const HANDLE first = g_findFirst(pattern, &record);
+    if (first == INVALID_HANDLE_VALUE)
+        return IsEmptyListing(GetLastError()) ? 0 : -1;
+    const CSearchHandle search(first);
+    do {
+        if (!Append(DirInfoList, record))
+            return -1;
+    } while (g_findNext(search.Get(), &record));
+    return GetLastError() == ERROR_NO_MORE_FILES ? 0 : -1;
+}

@@ -1,4 +1,268 @@
-// VskFile.cpp - the file object and directory functions.
+// VskFile.cpp - vskfile::CVskFile and the directory and file-name functions.
 #include "files/VskFile.h"
 
+#include "diagnostics/Filelogger.h"
+#include "files/Dirinfo.h"
+
+#include <cstring>
+#include <mbstring.h>
+#include <stdexcept>
+#include <string>
+
 VSK_DEFINE_UNIT(Vskfile, nullptr, nullptr)
+
+namespace vskfile {
+
+const char* const CAN_NOT_USE_FILE_NAME = "\\/:,;*?\"<>|";
+
+} // namespace vskfile
+
+namespace {
+
+using vskfile::CVskFile;
+
+// How each CreateType opens its file.
+struct COpenMode {
+    DWORD access;
+    DWORD share;
+    DWORD disposition;
+};
+
+constexpr COpenMode kOpenModes[] = {
+    {GENERIC_WRITE, 0, CREATE_NEW},              // CT_CREATE_NEW
+    {GENERIC_WRITE, 0, CREATE_ALWAYS},           // CT_CREATE_ALWAYS
+    {GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING}, // CT_READ
+    {GENERIC_WRITE, 0, CREATE_ALWAYS},           // CT_WRITE
+    {GENERIC_WRITE, 0, OPEN_EXISTING},           // CT_WRITE_EXISTING
+    {GENERIC_WRITE, 0, OPEN_ALWAYS},             // CT_APPEND
+};
+
+bool IsKnownType(CVskFile::CreateType type) { return type <= CVskFile::CT_APPEND; }
+
+// The source name and line numbers that RemoveDirectoryForce's reports carry;
+// log readers search for them, so they stay fixed.
+const char* const kReportSource = "VskFile";
+const char* const kReportFunction = "RemoveDirectoryForce";
+constexpr int kSubFolderFailedLine = 642;
+constexpr int kFileFailedLine = 650;
+constexpr int kFolderFailedLine = 658;
+
+// Writes one failure report; the caller's last error (that of the failed
+// deletion) survives the log's own file calls.
+void ReportDeleteError(int line, const char* message, const std::string& path) {
+    const DWORD lastError = GetLastError();
+    FileLogger_PutTimestamp();
+    FileLogger_Put("%s(%d): %s: ", kReportSource, line, kReportFunction);
+    FileLogger_PutLine(message, path.c_str());
+    SetLastError(lastError);
+}
+
+// The directory and name functions refuse a null path the way the system
+// refuses a bad argument.
+bool RefuseNull() {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return false;
+}
+
+bool IsDotEntry(const char* name) { return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0; }
+
+// A result of SetFilePointer / GetFileSize is a failure when it is all ones
+// and the system set a last error (all ones is also a valid low half).
+bool FailedLowPart(DWORD low) { return low == 0xFFFFFFFF && GetLastError() != NO_ERROR; }
+
+} // namespace
+
+namespace vskfile {
+
+CVskFile::CVskFile() : m_handle(INVALID_HANDLE_VALUE), m_type(CT_CREATE_NEW) {}
+
+CVskFile::~CVskFile() { CVskFile::Close(); }
+
+bool CVskFile::CreateFileA(const char* name, CreateType type, unsigned long attributes) {
+    Close();
+    m_type = type;
+    if (!IsKnownType(type))
+        return false;
+    const COpenMode& mode = kOpenModes[type];
+    m_handle = ::CreateFileA(name, mode.access, mode.share, nullptr, mode.disposition,
+                             attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (m_handle != INVALID_HANDLE_VALUE && type == CT_APPEND && !SetFilePointer(0ULL, FILE_END)) {
+        // The caller learns why the move failed, not how the close went.
+        const DWORD lastError = GetLastError();
+        Close();
+        SetLastError(lastError);
+    }
+    return m_handle != INVALID_HANDLE_VALUE;
+}
+
+bool CVskFile::Close() {
+    if (m_handle == INVALID_HANDLE_VALUE)
+        return true;
+    const HANDLE handle = m_handle;
+    m_handle = INVALID_HANDLE_VALUE;
+    return CloseHandle(handle) != FALSE;
+}
+
+bool CVskFile::Read(void* buffer, int size) {
+    int done = 0;
+    do {
+        // Each part lands at the front of the buffer: callers rely on reads
+        // the system delivers whole.
+        const int got = ReadEx(buffer, size - done);
+        if (got <= 0)
+            return false;
+        done += got;
+    } while (done < size);
+    return true;
+}
+
+int CVskFile::ReadEx(void* buffer, int size) {
+    if (size < 0 || !buffer)
+        return -1;
+    DWORD got = 0;
+    if (!ReadFile(m_handle, buffer, static_cast<DWORD>(size), &got, nullptr))
+        return -1;
+    return static_cast<int>(got);
+}
+
+bool CVskFile::Write(const void* data, int size) {
+    if (size < 0 || !data)
+        return false;
+    DWORD written = 0;
+    if (!WriteFile(m_handle, data, static_cast<DWORD>(size), &written, nullptr))
+        return false;
+    return written == static_cast<DWORD>(size);
+}
+
+unsigned long CVskFile::SetFilePointer(long low, long* high, unsigned long method) {
+    return ::SetFilePointer(m_handle, low, high, method);
+}
+
+bool CVskFile::SetFilePointer(unsigned __int64 position, unsigned long method) {
+    long high = static_cast<long>(position >> 32);
+    const DWORD low = SetFilePointer(static_cast<long>(position & 0xFFFFFFFF), &high, method);
+    return !FailedLowPart(low);
+}
+
+bool CVskFile::GetFilePointer(unsigned __int64& position) {
+    long high = 0;
+    const DWORD low = SetFilePointer(0, &high, FILE_CURRENT);
+    if (FailedLowPart(low))
+        return false;
+    position = (static_cast<unsigned __int64>(static_cast<DWORD>(high)) << 32) | low;
+    return true;
+}
+
+bool CVskFile::SeekToTop() { return SetFilePointer(0ULL, FILE_BEGIN); }
+
+bool CVskFile::SeekToTail() { return SetFilePointer(0ULL, FILE_END); }
+
+unsigned __int64 CVskFile::GetFileSize() const {
+    DWORD high = 0;
+    const DWORD low = ::GetFileSize(m_handle, &high);
+    if (FailedLowPart(low))
+        throw std::runtime_error("CVskFile::GetFileSize():");
+    return (static_cast<unsigned __int64>(high) << 32) | low;
+}
+
+bool CVskFile::GetFileTime(FILETIME* creation, FILETIME* lastAccess, FILETIME* lastWrite) const {
+    return ::GetFileTime(m_handle, creation, lastAccess, lastWrite) != FALSE;
+}
+
+bool CVskFile::SetFileTime(const FILETIME* creation, const FILETIME* lastAccess, const FILETIME* lastWrite) {
+    return ::SetFileTime(m_handle, creation, lastAccess, lastWrite) != FALSE;
+}
+
+bool CVskFile::Delete(const char* name) { return DeleteFileA(name) != FALSE; }
+
+bool CVskFile::GetFileAttr(const char* name, unsigned long& attributes) {
+    attributes = GetFileAttributesA(name);
+    return attributes != INVALID_FILE_ATTRIBUTES;
+}
+
+bool CVskFile::SetFileAttr(const char* name, unsigned long attributes) {
+    return SetFileAttributesA(name, attributes) != FALSE;
+}
+
+bool CVskFile::Exists(const char* name) {
+    WIN32_FIND_DATAA record;
+    const HANDLE search = FindFirstFileA(name, &record);
+    if (search == INVALID_HANDLE_VALUE)
+        return false;
+    FindClose(search);
+    return true;
+}
+
+bool CVskFile::CanWrite(CreateType type) { return IsKnownType(type) && type != CT_READ; }
+
+bool CVskFile::CanRead(CreateType type) { return type == CT_READ; }
+
+bool CreateAllDirectory(const char* path) {
+    if (!path)
+        return RefuseNull();
+    if (CreateDirectoryA(path, nullptr))
+        return true;
+    // An existing folder fails here with ERROR_ALREADY_EXISTS: only a missing
+    // parent is worth climbing for.
+    if (GetLastError() != ERROR_PATH_NOT_FOUND)
+        return false;
+    const unsigned char* text = reinterpret_cast<const unsigned char*>(path);
+    const unsigned char* separator = _mbsrchr(text, '\\');
+    if (!separator)
+        return false;
+    const std::string parent(path, static_cast<std::size_t>(separator - text));
+    if (!CreateAllDirectory(parent.c_str()))
+        return false;
+    // A path that ends in "\" names its parent again, which now exists.
+    return CreateDirectoryA(path, nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
+}
+
+bool RemoveDirectoryForce(const char* path) {
+    if (!path)
+        return RefuseNull();
+    const std::string folder(path);
+    CDirInfo listing;
+    if (listing.GetDirInfo((folder + "\\*.*").c_str()) != 0)
+        return false;
+    for (const WIN32_FIND_DATAA* entry : listing.DirInfoList) {
+        if (IsDotEntry(entry->cFileName))
+            continue;
+        const std::string child = folder + "\\" + entry->cFileName;
+        if (entry->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+            if (!RemoveDirectoryForce(child.c_str())) {
+                ReportDeleteError(kSubFolderFailedLine, "delete error : folder is %s", child);
+                return false;
+            }
+        } else if (!DeleteFileA(child.c_str())) {
+            ReportDeleteError(kFileFailedLine, "delete error : file is %s", child);
+            return false;
+        }
+    }
+    if (!RemoveDirectoryA(path)) {
+        ReportDeleteError(kFolderFailedLine, "delete error : folder is %s", folder);
+        return false;
+    }
+    return true;
+}
+
+bool CanUseFileName(const char* name) {
+    if (!name)
+        return RefuseNull();
+    const unsigned char* text = reinterpret_cast<const unsigned char*>(name);
+    for (const char* c = CAN_NOT_USE_FILE_NAME; *c; ++c)
+        if (_mbschr(text, static_cast<unsigned char>(*c)))
+            return false;
+    return true;
+}
+
+bool IsLocalPath(const char* path) {
+    if (!path)
+        return false;
+    const char first = path[0];
+    const bool letter = (first >= 'A' && first <= 'Z') || (first >= 'a' && first <= 'z');
+    return letter && path[1] == ':';
+}
+
+bool IsNetworkPath(const char* path) { return path && path[0] == '\\' && path[1] == '\\'; }
+
+} // namespace vskfile
