@@ -1,6 +1,7 @@
 // Vskstr.cpp - vskstr::CVskStr: constructors, formatting, splitting and operators.
 #include "foundation/Vskstr.h"
 
+#include "files/VskFile.h"
 #include "foundation/Vskstrw.h"
 
 #include <algorithm>
@@ -20,6 +21,12 @@ constexpr int kFormatDoublingLimit = 0x3FFFFFFF;
 constexpr int kNumberTextSize = 12; // "-2147483648" and its terminator
 constexpr int kFormatFirstSize = 257;
 const char* const kFormatOverflowMessage = "CVskStr::Format() : 処理可能な最大サイズを超えました";
+const char* const kOpenFailedMessage = "ファイルのオープンに失敗しました";
+const char* const kSizeLimitMessage = "ファイルサイズ制限";
+const char* const kReadFailedMessage = "ファイルの読み込みに失敗";
+const char* const kWriteFailedMessage = "ファイルの書き込みに失敗";
+// The largest file LoadFromFile takes (0xEFFFFFFE bytes).
+constexpr unsigned long long kLoadSizeLimit = 4026531838ULL;
 
 vsk::detail::FormatPassObserver g_formatPassObserver = nullptr;
 
@@ -107,6 +114,29 @@ CVskStr::CVskStr(const CVskStrW& w) {
 }
 
 CVskStr::~CVskStr() = default;
+
+void CVskStr::LoadFromFile(const char* path) {
+    std::string& text = MutableText();
+    vskfile::CVskFile file;
+    if (!file.CreateFileA(path, vskfile::CVskFile::CT_READ, 0))
+        throw std::runtime_error(kOpenFailedMessage);
+    const unsigned long long size = file.GetFileSize();
+    if (size > kLoadSizeLimit)
+        throw std::runtime_error(kSizeLimitMessage);
+    text.resize(static_cast<std::size_t>(size));
+    // Checked access on purpose: an empty file throws std::out_of_range.
+    char* data = &text.at(0);
+    if (!file.Read(data, static_cast<int>(size)))
+        throw std::runtime_error(kReadFailedMessage);
+}
+
+void CVskStr::SaveToFile(const char* path) const {
+    vskfile::CVskFile file;
+    if (!file.CreateFileA(path, vskfile::CVskFile::CT_CREATE_ALWAYS, 0))
+        throw std::runtime_error(kOpenFailedMessage);
+    if (!file.Write(c_str(), Length()))
+        throw std::runtime_error(kWriteFailedMessage);
+}
 
 CVskStr::operator System::AnsiString() const { return System::AnsiString(c_str()); }
 

@@ -61,6 +61,33 @@ public:
     /// Example: CVskStr().Format("%s=%d", "x", 5) == "x=5"
     CVskStr& Format(const char* format, ...) __attribute__((format(ms_printf, 2, 3)));
 
+    /// Replaces the text with the whole content of the file `path`, byte for
+    /// byte (no byte-order mark, code-page or line-end handling; NUL bytes
+    /// and CR LF are kept). The string gets a private buffer first, so other
+    /// strings that shared its buffer keep their text. The file is opened for
+    /// reading with others allowed to read, and closed before the function
+    /// returns or throws.
+    /// Errors: std::runtime_error "ファイルのオープンに失敗しました" when the file
+    /// cannot be opened; "ファイルサイズ制限" when it is larger than 4026531838
+    /// (0xEFFFFFFE) bytes; "ファイルの読み込みに失敗" when it cannot be read
+    /// whole (the text then has the file's length, its content undefined);
+    /// std::out_of_range for an empty file (the text is then empty): loading
+    /// an empty file throws rather than giving "". A size the string cannot
+    /// hold fails with the standard library's length error. The thread's last
+    /// error tells what the system refused.
+    ///
+    /// Example: a file holding 'a', NUL, 'b' loads as a string of length 3.
+    void LoadFromFile(const char* path);
+
+    /// Writes all bytes of the string (its full length, NUL bytes included)
+    /// to the file `path`, creating it or replacing its content; an empty
+    /// string leaves an empty file.
+    /// Errors: std::runtime_error "ファイルのオープンに失敗しました" when the file
+    /// cannot be created (another handle holds it, a missing folder, a
+    /// read-only file); "ファイルの書き込みに失敗" when the bytes cannot all be
+    /// written (the file may then be truncated or partly written).
+    void SaveToFile(const char* path) const;
+
     // The operations below take and return CVskStr, so that C strings convert
     // to patterns ("s.Pos("b")") and results chain as CVskStr.
 
