@@ -3,6 +3,7 @@
 
 #include "diagnostics/Filelogger.h"
 #include "files/Dirinfo.h"
+#include "platform/File.h"
 
 #include <cstring>
 #include <mbstring.h>
@@ -84,8 +85,8 @@ bool CVskFile::CreateFileA(const char* name, CreateType type, unsigned long attr
     if (!IsKnownType(type))
         return false;
     const COpenMode& mode = kOpenModes[type];
-    m_handle = ::CreateFileA(name, mode.access, mode.share, nullptr, mode.disposition,
-                             attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL, nullptr);
+    m_handle = vsk::detail::CreateFileDocumented(name, mode.access, mode.share, mode.disposition,
+                                                 attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL);
     if (m_handle != INVALID_HANDLE_VALUE && type == CT_APPEND && !SetFilePointer(0ULL, FILE_END)) {
         // The caller learns why the move failed, not how the close went.
         const DWORD lastError = GetLastError();

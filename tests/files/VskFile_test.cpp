@@ -270,6 +270,30 @@ TEST(CVskFile, ZeroAttributesMeanNormalAndOthersAreApplied) {
               attributes & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_READONLY));
 }
 
+TEST(CVskFile, WritingTypesRefuseAReadOnlyFileAndLeaveItWhole) {
+    CTempDir dir;
+    const std::string path = dir.File("ro");
+    vsktest::WriteFileBytes(path, "keep");
+    ASSERT_TRUE(CVskFile::SetFileAttr(path.c_str(), FILE_ATTRIBUTE_READONLY));
+    for (const CVskFile::CreateType type :
+         {CVskFile::CT_CREATE_ALWAYS, CVskFile::CT_WRITE, CVskFile::CT_WRITE_EXISTING, CVskFile::CT_APPEND}) {
+        CVskFile file;
+        SetLastError(kSentinelError);
+        EXPECT_FALSE(file.CreateFileA(path.c_str(), type, 0)) << "type " << int(type);
+        EXPECT_EQ(static_cast<DWORD>(ERROR_ACCESS_DENIED), GetLastError()) << "type " << int(type);
+        EXPECT_EQ(INVALID_HANDLE_VALUE, file.GetHandle());
+    }
+    CVskFile file;
+    EXPECT_FALSE(file.CreateFileA(path.c_str(), CVskFile::CT_CREATE_NEW, 0));
+    EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_EXISTS), GetLastError());
+    ASSERT_TRUE(file.CreateFileA(path.c_str(), CVskFile::CT_READ, 0));
+    char buffer[4] = {};
+    EXPECT_TRUE(file.Read(buffer, 4));
+    EXPECT_EQ("keep", std::string(buffer, 4));
+    file.Close();
+    ASSERT_TRUE(CVskFile::SetFileAttr(path.c_str(), FILE_ATTRIBUTE_NORMAL));
+}
+
 TEST(CVskFile, TypeAboveFiveOpensNothingButIsStored) {
     CTempDir dir;
     const std::string path = dir.File("six");
@@ -676,7 +700,11 @@ TEST(CVskFile, GetFileAttrStoresTheResultInEveryCase) {
     unsigned long attributes = 0;
     ASSERT_TRUE(CVskFile::SetFileAttr(path.c_str(), FILE_ATTRIBUTE_HIDDEN));
     EXPECT_TRUE(CVskFile::GetFileAttr(path.c_str(), attributes));
-    EXPECT_EQ(static_cast<unsigned long>(FILE_ATTRIBUTE_HIDDEN), attributes);
+    // Wine adds FILE_ATTRIBUTE_ARCHIVE to every file it reports; the result
+    // is the system's, whatever it holds.
+    EXPECT_EQ(GetFileAttributesA(path.c_str()), attributes);
+    EXPECT_EQ(static_cast<unsigned long>(FILE_ATTRIBUTE_HIDDEN),
+              attributes & ~static_cast<unsigned long>(FILE_ATTRIBUTE_ARCHIVE));
     EXPECT_TRUE(CVskFile::GetFileAttr(dir.Path().c_str(), attributes));
     EXPECT_NE(0u, attributes & FILE_ATTRIBUTE_DIRECTORY);
     attributes = 0;

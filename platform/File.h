@@ -1,0 +1,20 @@
+// File.h - file opening with the documented Windows behaviour.
+// Internal; not exported.
+#pragma once
+
+#include "platform/Win32.h"
+
+namespace vsk::detail {
+
+/// `CreateFileA(name, access, share, nullptr, disposition, flags, nullptr)`,
+/// refusing to open an existing file whose read-only attribute is set for
+/// writing, as Windows refuses it: INVALID_HANDLE_VALUE with
+/// ERROR_ACCESS_DENIED, the file untouched (not truncated). CREATE_NEW is
+/// left to the system, which refuses any existing file with ERROR_FILE_EXISTS.
+///
+/// Wine running as root (as the test machines do) opens a read-only file for
+/// writing and even truncates it, because the attribute is only a Unix
+/// permission bit there; tests/files/File_platform_test.cpp pins it.
+HANDLE CreateFileDocumented(const char* name, DWORD access, DWORD share, DWORD disposition, DWORD flags);
+
+} // namespace vsk::detail
