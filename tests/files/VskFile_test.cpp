@@ -341,6 +341,75 @@ TEST(CVskFile, CreateFileAClosesTheHeldHandleFirstEvenWhenTheNewOpenFails) {
     EXPECT_TRUE(NobodyHolds(held));
 }
 
+namespace {
+constexpr DWORD kCloseError = 0x1BADC105;
+
+// Its Close leaves a last error of its own, as any close may.
+class CNoisyCloseFile : public CVskFile {
+public:
+    bool Close() override {
+        const bool closed = CVskFile::Close();
+        ++closes;
+        SetLastError(kCloseError);
+        return closed;
+    }
+    int closes = 0;
+};
+
+// The server ends (two instances) of a named pipe of this process: a client
+// opens it for writing, but a pipe has no file pointer to move.
+class CPipeServer {
+public:
+    CPipeServer()
+        : m_name("\\\\.\\pipe\\vsk_append_" + std::to_string(GetCurrentProcessId()) + "_" +
+                 std::to_string(GetTickCount())),
+          m_handle(Instance(m_name)), m_second(Instance(m_name)) {}
+    ~CPipeServer() {
+        for (const HANDLE h : {m_handle, m_second})
+            if (h != INVALID_HANDLE_VALUE)
+                CloseHandle(h);
+    }
+    CPipeServer(const CPipeServer&) = delete;
+    CPipeServer& operator=(const CPipeServer&) = delete;
+    const std::string& Name() const { return m_name; }
+    bool Valid() const { return m_handle != INVALID_HANDLE_VALUE && m_second != INVALID_HANDLE_VALUE; }
+
+private:
+    // One instance per client: the test connects two.
+    static HANDLE Instance(const std::string& name) {
+        return CreateNamedPipeA(name.c_str(), PIPE_ACCESS_INBOUND, PIPE_TYPE_BYTE | PIPE_WAIT, 2, 4096, 4096, 0,
+                                nullptr);
+    }
+    std::string m_name;
+    HANDLE m_handle;
+    HANDLE m_second;
+};
+} // namespace
+
+TEST(CVskFile, AppendKeepsTheLastErrorOfTheFailedMoveAcrossItsCleanUpClose) {
+    CPipeServer pipe;
+    ASSERT_TRUE(pipe.Valid()) << vsktest::Win32ErrorText(GetLastError());
+    // What the system says when a pipe's pointer is moved to its end.
+    DWORD moveError = 0;
+    {
+        CRawHandle client(OpenRaw(pipe.Name(), GENERIC_WRITE, 0, OPEN_ALWAYS));
+        ASSERT_TRUE(client.Valid()) << vsktest::Win32ErrorText(GetLastError());
+        LONG high = 0;
+        SetLastError(0);
+        const DWORD low = SetFilePointer(client.Get(), 0, &high, FILE_END);
+        moveError = GetLastError();
+        ASSERT_TRUE(low == INVALID_SET_FILE_POINTER && moveError != NO_ERROR)
+            << "the system moved a pipe's pointer: " << low << ", last error " << moveError;
+    }
+    CNoisyCloseFile file;
+    SetLastError(0);
+    EXPECT_FALSE(file.CreateFileA(pipe.Name().c_str(), CVskFile::CT_APPEND, 0));
+    EXPECT_EQ(moveError, GetLastError()) << "the move's error, not the close's";
+    EXPECT_EQ(2, file.closes) << "closed before opening and again after the failed move";
+    EXPECT_EQ(INVALID_HANDLE_VALUE, file.GetHandle());
+    EXPECT_EQ(CVskFile::CT_APPEND, file.GetCreateType());
+}
+
 TEST(CVskFile, CloseTwiceIsTrueBothTimes) {
     CTempDir dir;
     CVskFile file;
