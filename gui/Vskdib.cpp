@@ -1,6 +1,8 @@
 // Vskdib.cpp - the 24-bit device-independent bitmap.
 #include "gui/Vskdib.h"
 
+#include "files/VskFile.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -63,43 +65,6 @@ void PutU32(unsigned char* p, std::uint32_t v) {
         p[i] = static_cast<unsigned char>(v >> (8 * i));
     }
 }
-
-// A file opened for reading, shared for reading with others; closed when the
-// object goes.
-class CReadFile {
-public:
-    explicit CReadFile(const char* path)
-        : m_handle(::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                 FILE_ATTRIBUTE_NORMAL, nullptr)) {}
-    ~CReadFile() {
-        if (IsOpen()) {
-            const DWORD error = GetLastError();
-            CloseHandle(m_handle);
-            SetLastError(error);
-        }
-    }
-    CReadFile(const CReadFile&) = delete;
-    CReadFile& operator=(const CReadFile&) = delete;
-
-    bool IsOpen() const { return m_handle != INVALID_HANDLE_VALUE; }
-
-    // Reads exactly `size` bytes; false on a failed or short read.
-    bool Read(void* buffer, int size) {
-        unsigned char* out = static_cast<unsigned char*>(buffer);
-        int done = 0;
-        while (done < size) {
-            DWORD got = 0;
-            if (!ReadFile(m_handle, out + done, DWORD(size - done), &got, nullptr) || got == 0) {
-                return false;
-            }
-            done += int(got);
-        }
-        return size > 0;
-    }
-
-private:
-    HANDLE m_handle;
-};
 
 struct CFileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -218,8 +183,9 @@ void CVskDIB::Destroy() {
 }
 
 bool CVskDIB::LoadFromFile(const char* path) {
-    CReadFile file(path);
-    if (!file.IsOpen()) {
+    // Closed by its destructor, also when a failure below throws.
+    vskfile::CVskFile file;
+    if (!file.CreateFileA(path, vskfile::CVskFile::CT_READ, 0)) {
         throw std::runtime_error(kLoadError);
     }
     unsigned char headers[kHeadersSize];

@@ -575,6 +575,47 @@ TEST(CVskDIBFile, FailedLoadKeepsWhatWasReadBefore) {
     EXPECT_EQ(Pixel(dib, 0, 2)[0], 'L');
 }
 
+// Opening with no sharing at all succeeds only when nobody holds the file.
+bool NobodyHolds(const std::string& path) {
+    const HANDLE handle = CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE)
+        return false;
+    CloseHandle(handle);
+    return true;
+}
+
+TEST(CVskDIBFile, FileIsClosedWhenLoadReturnsAndWhenItThrows) {
+    CTempDir dir;
+    const std::string good = dir.File("good.bmp");
+    WriteFileBytes(good, MakeBmp(2, 3, std::string(8 * 3, '\0')));
+    const std::string cut = dir.File("cut.bmp");
+    WriteFileBytes(cut, MakeBmp(2, 3, std::string(8 * 3, '\0')).substr(0, 54 + 8 + 3));
+    CVskDIB dib;
+    ASSERT_TRUE(dib.LoadFromFile(good.c_str()));
+    EXPECT_TRUE(NobodyHolds(good));
+    EXPECT_EQ(ErrorOf<std::runtime_error>([&] { dib.LoadFromFile(cut.c_str()); }), kLoadError);
+    EXPECT_TRUE(NobodyHolds(cut));
+}
+
+TEST(CVskDIBFile, LoadOfAFileOpenForWritingElsewhereThrowsAndLeavesTheBitmap) {
+    // The file is opened for reading with only reading shared, so a handle
+    // that writes the file keeps it from being opened at all.
+    CTempDir dir;
+    const std::string path = dir.File("busy.bmp");
+    WriteFileBytes(path, MakeBmp(2, 3, std::string(8 * 3, 'x')));
+    const HANDLE writer = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(writer, INVALID_HANDLE_VALUE);
+    CVskDIB dib(5, 4);
+    EXPECT_EQ(ErrorOf<std::runtime_error>([&] { dib.LoadFromFile(path.c_str()); }), kLoadError);
+    CloseHandle(writer);
+    EXPECT_EQ(dib.GetWidth(), 5);
+    EXPECT_EQ(dib.GetHeight(), 4);
+    EXPECT_TRUE(dib.LoadFromFile(path.c_str()));
+    EXPECT_EQ(Pixel(dib, 1, 2)[0], 'x');
+}
+
 TEST(CVskDIBFile, LoadWhoseBitmapCannotBeCreatedLeavesOnlyTheRecordedSize) {
     CTempDir dir;
     const std::string path = dir.File("huge.bmp");
