@@ -4,9 +4,9 @@
 #include "diagnostics/Filelogger.h"
 #include "files/Dirinfo.h"
 #include "platform/File.h"
+#include "platform/Mbcs.h"
 
 #include <cstring>
-#include <mbstring.h>
 #include <stdexcept>
 #include <string>
 
@@ -207,11 +207,11 @@ bool CreateAllDirectory(const char* path) {
     // parent is worth climbing for.
     if (GetLastError() != ERROR_PATH_NOT_FOUND)
         return false;
-    const unsigned char* text = reinterpret_cast<const unsigned char*>(path);
-    const unsigned char* separator = _mbsrchr(text, '\\');
+    // Multibyte-aware: the trail byte of a double-byte character may be 0x5C.
+    const char* separator = vsk::detail::MbsRChr(path, '\\');
     if (!separator)
         return false;
-    const std::string parent(path, static_cast<std::size_t>(separator - text));
+    const std::string parent(path, static_cast<std::size_t>(separator - path));
     if (!CreateAllDirectory(parent.c_str()))
         return false;
     // A path that ends in "\" names its parent again, which now exists.
@@ -249,9 +249,8 @@ bool RemoveDirectoryForce(const char* path) {
 bool CanUseFileName(const char* name) {
     if (!name)
         return RefuseNull();
-    const unsigned char* text = reinterpret_cast<const unsigned char*>(name);
     for (const char* c = CAN_NOT_USE_FILE_NAME; *c; ++c)
-        if (_mbschr(text, static_cast<unsigned char>(*c)))
+        if (vsk::detail::MbsChr(name, static_cast<unsigned char>(*c)))
             return false;
     return true;
 }

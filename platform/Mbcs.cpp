@@ -1,4 +1,5 @@
-// Mbcs.cpp - documented _mbsstr behaviour over the system code page.
+// Mbcs.cpp - documented _mbsstr, _mbschr and _mbsrchr behaviour over the
+// system code page.
 #include "platform/Mbcs.h"
 
 #include "platform/Win32.h"
@@ -27,6 +28,35 @@ const CLeadByteTable& LeadBytes() {
 } // namespace
 
 bool IsLeadByte(unsigned char c) { return LeadBytes().lead[c]; }
+
+namespace {
+
+// The next character boundary after `p`, or nullptr when `p` is a lead byte
+// whose trail is the terminator (that lone lead byte ends the string).
+const unsigned char* NextCharacter(const unsigned char* p) {
+    if (!LeadBytes().lead[*p])
+        return p + 1;
+    return p[1] != 0 ? p + 2 : nullptr;
+}
+
+} // namespace
+
+const char* MbsChr(const char* s, unsigned char c) {
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(s);
+    for (; p && *p; p = NextCharacter(p))
+        if (*p == c && !LeadBytes().lead[*p])
+            return reinterpret_cast<const char*>(p);
+    return p && c == 0 ? reinterpret_cast<const char*>(p) : nullptr;
+}
+
+const char* MbsRChr(const char* s, unsigned char c) {
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(s);
+    const unsigned char* last = nullptr;
+    for (; p && *p; p = NextCharacter(p))
+        if (*p == c && !LeadBytes().lead[*p])
+            last = p;
+    return p && c == 0 ? reinterpret_cast<const char*>(p) : reinterpret_cast<const char*>(last);
+}
 
 const char* MbsStr(const char* s, const char* pattern) {
     const std::size_t patternLength = std::strlen(pattern);

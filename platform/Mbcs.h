@@ -16,4 +16,18 @@ const char* MbsStr(const char* s, const char* pattern);
 /// True when `c` is a lead byte of the system's ANSI code page.
 bool IsLeadByte(unsigned char c);
 
+/// Finds the single-byte character `c` in `s` as the Windows C runtime's
+/// `_mbschr` does: only on a character boundary (a trail byte such as 0x5C is
+/// never taken for it), and a lead byte followed by NUL ends the string.
+/// Returns the first occurrence (the terminator itself for `c` 0), or nullptr.
+///
+/// Wine's `_mbschr` and `_mbsrchr` step over the NUL that follows a lone lead
+/// byte and go on reading past the string;
+/// tests/files/Mbcs_search_platform_test.cpp pins it.
+const char* MbsChr(const char* s, unsigned char c);
+
+/// The last occurrence of the single-byte character `c` in `s`, judged as
+/// MbsChr judges it (`_mbsrchr`), or nullptr.
+const char* MbsRChr(const char* s, unsigned char c);
+
 } // namespace vsk::detail

@@ -130,6 +130,16 @@ TEST(CanUseFileName, TrailByte5CIsNotABackslash) {
     EXPECT_FALSE(CanUseFileName((std::string(kHyou) + "|").c_str()));
 }
 
+TEST(CanUseFileName, LeadByteAtTheEndDoesNotReadPastTheName) {
+    // Forbidden characters lie just after each name's terminating NUL.
+    const char afterLead[] = "ab\x95\0\\|";
+    EXPECT_TRUE(CanUseFileName(afterLead));
+    const char onlyLead[] = "\x95\0\\";
+    EXPECT_TRUE(CanUseFileName(onlyLead));
+    const char forbiddenBefore[] = "a|\x95\0";
+    EXPECT_FALSE(CanUseFileName(forbiddenBefore));
+}
+
 TEST(CanUseFileName, NullNameIsRefusedAsABadArgument) {
     SetLastError(0);
     EXPECT_FALSE(CanUseFileName(nullptr));
@@ -255,6 +265,20 @@ TEST(CreateAllDirectory, DoubleByteNamesWithTrailByte5CAreNotSplit) {
     EXPECT_EQ((std::set<std::string>{"x", std::string("x\\a") + kHyou, kHyou, std::string(kHyou) + "\\" + kHyou,
                                      std::string(kHyou) + "\\" + kHyou + "\\c"}),
               Tree(dir.Path()));
+}
+
+TEST(CreateAllDirectory, LeadByteAtTheEndDoesNotReadPastThePath) {
+    CTempDir dir;
+    // The path ends in a lone lead byte; a "\\" lies after its terminating
+    // NUL. The parent is found before the lead byte.
+    std::string buffer = dir.File("miss\\a\x95");
+    const std::size_t length = buffer.size();
+    buffer += std::string("\0\\zz", 4);
+    const bool made = CreateAllDirectory(buffer.c_str());
+    EXPECT_EQ(length, std::strlen(buffer.c_str()));
+    EXPECT_TRUE(IsFolder(dir.File("miss")));
+    // Whatever the system makes of the lone lead byte, the result matches it.
+    EXPECT_EQ(made ? 2u : 1u, Tree(dir.Path()).size());
 }
 
 TEST(CreateAllDirectory, FileInTheWayIsFalse) {
