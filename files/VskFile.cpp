@@ -121,7 +121,7 @@ int CVskFile::ReadEx(void* buffer, int size) {
     if (size < 0 || !buffer)
         return -1;
     DWORD got = 0;
-    if (!ReadFile(m_handle, buffer, static_cast<DWORD>(size), &got, nullptr))
+    if (!vsk::detail::ReadFileDocumented(m_handle, buffer, static_cast<DWORD>(size), &got))
         return -1;
     return static_cast<int>(got);
 }

@@ -30,6 +30,15 @@ constexpr unsigned long long kLoadSizeLimit = 4026531838ULL;
 
 vsk::detail::FormatPassObserver g_formatPassObserver = nullptr;
 
+// Closes `file` and throws `message`; the caller still finds the failed
+// call's last error, which closing the file could otherwise replace.
+[[noreturn]] void CloseAndThrow(vskfile::CVskFile& file, const char* message) {
+    const DWORD lastError = GetLastError();
+    file.Close();
+    SetLastError(lastError);
+    throw std::runtime_error(message);
+}
+
 template <typename Container>
 void SplitInto(Container& out, const vskstr::CVskStr& source, const vskstr::CVskStr& separator) {
     if (separator.Length() == 0)
@@ -127,7 +136,7 @@ void CVskStr::LoadFromFile(const char* path) {
     // Checked access on purpose: an empty file throws std::out_of_range.
     char* data = &text.at(0);
     if (!file.Read(data, static_cast<int>(size)))
-        throw std::runtime_error(kReadFailedMessage);
+        CloseAndThrow(file, kReadFailedMessage);
 }
 
 void CVskStr::SaveToFile(const char* path) const {
@@ -135,7 +144,7 @@ void CVskStr::SaveToFile(const char* path) const {
     if (!file.CreateFileA(path, vskfile::CVskFile::CT_CREATE_ALWAYS, 0))
         throw std::runtime_error(kOpenFailedMessage);
     if (!file.Write(c_str(), Length()))
-        throw std::runtime_error(kWriteFailedMessage);
+        CloseAndThrow(file, kWriteFailedMessage);
 }
 
 CVskStr::operator System::AnsiString() const { return System::AnsiString(c_str()); }

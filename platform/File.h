@@ -17,4 +17,14 @@ namespace vsk::detail {
 /// permission bit there; tests/files/File_platform_test.cpp pins it.
 HANDLE CreateFileDocumented(const char* name, DWORD access, DWORD share, DWORD disposition, DWORD flags);
 
+/// `ReadFile(file, buffer, size, got, nullptr)`, failing as Windows fails a
+/// read of bytes that another handle has locked exclusively (LockFile /
+/// LockFileEx): FALSE with ERROR_LOCK_VIOLATION, nothing read, the file
+/// pointer unmoved. Shared locks and the caller's own locks do not stop it.
+/// A handle without a file pointer (a pipe) reads as the system reads it.
+///
+/// Wine does not apply byte-range locks to reads;
+/// tests/files/File_platform_test.cpp pins it.
+BOOL ReadFileDocumented(HANDLE file, void* buffer, DWORD size, DWORD* got);
+
 } // namespace vsk::detail

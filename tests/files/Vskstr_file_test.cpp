@@ -37,8 +37,19 @@ std::string BinaryContent() {
     return bytes;
 }
 
+// The runtime's first C++ exception in a process sets up its exception
+// handling and leaves the thread's last error at 0 on the way; one thrown
+// here first lets the tests see the last error that the library leaves.
+void PrimeExceptionHandling() {
+    try {
+        throw std::runtime_error("primed");
+    } catch (const std::runtime_error&) {
+    }
+}
+
 template <typename Exception>
 std::string MessageOf(const std::function<void()>& action) {
+    PrimeExceptionHandling();
     try {
         action();
     } catch (const Exception& e) {
@@ -122,6 +133,23 @@ TEST(CVskStrLoadFromFile, FileHeldForWritingByAnotherHandleCannotBeOpened) {
     EXPECT_EQ(kOpenFailed, MessageOf<std::runtime_error>([&] { s.LoadFromFile(path.c_str()); }));
     EXPECT_EQ(static_cast<DWORD>(ERROR_SHARING_VIOLATION), GetLastError());
     CloseHandle(writer);
+}
+
+TEST(CVskStrLoadFromFile, RegionLockedByAnotherHandleThrowsTheReadMessage) {
+    CTempDir dir;
+    const std::string path = dir.File("locked");
+    vsktest::WriteFileBytes(path, "0123456789");
+    const HANDLE locker =
+        CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(INVALID_HANDLE_VALUE, locker);
+    ASSERT_TRUE(LockFile(locker, 2, 0, 3, 0)) << vsktest::Win32ErrorText(GetLastError());
+    CVskStr s("previous text");
+    EXPECT_EQ(kReadFailed, MessageOf<std::runtime_error>([&] { s.LoadFromFile(path.c_str()); }));
+    EXPECT_EQ(static_cast<DWORD>(ERROR_LOCK_VIOLATION), GetLastError());
+    EXPECT_EQ(10, s.Length()) << "the text has the file's length";
+    UnlockFile(locker, 2, 0, 3, 0);
+    CloseHandle(locker);
+    EXPECT_TRUE(vskfile::CVskFile::Delete(path.c_str())) << "the file was closed after the failure";
 }
 
 TEST(CVskStrLoadFromFile, FileHeldByAnotherReaderLoads) {
