@@ -1,7 +1,352 @@
-// Commonfunctions.cpp - path names and child processes.
+// Commonfunctions.cpp - path names, full and relative paths, child processes.
 #include "files/Commonfunctions.h"
 
-VSK_DEFINE_UNIT(Commonfunctions, nullptr, nullptr)
+#include "platform/Win32.h"
+
+#include <cstring>
+#include <deque>
+#include <mbstring.h>
+#include <string>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+void StartUp();
+void ExitRoutine();
+
+} // namespace
+
+VSK_DEFINE_UNIT(Commonfunctions, StartUp, ExitRoutine)
+
+// ---------------------------------------------------------------------------
+// Path names
+// ---------------------------------------------------------------------------
+
+namespace {
+
+using vskstr::CVskStr;
+
+// The unit's two constants, shared by every path function. They are only
+// ever read through references: taking a copy would change their reference
+// count, which is not safe while other threads use them.
+struct CPathConstants {
+    const CVskStr separator{"\\"};
+    const CVskStr extensionMark{"."};
+};
+
+CPathConstants* g_constants = nullptr;
+
+void StartUp() { g_constants = new CPathConstants; }
+
+void ExitRoutine() {
+    delete g_constants;
+    g_constants = nullptr;
+}
+
+// Runs `body` with the unit's constants; outside the unit's lifetime (before
+// its start-up or after its exit routine) with a set of its own.
+template <typename Body>
+CVskStr WithConstants(Body body) {
+    if (g_constants)
+        return body(*g_constants);
+    const CPathConstants own;
+    return body(own);
+}
+
+unsigned long __stdcall SystemModuleFileName(void* module, char* buffer, unsigned long size) {
+    return GetModuleFileNameA(static_cast<HMODULE>(module), buffer, size);
+}
+
+vsk::detail::ModuleFileNameFn g_moduleFileName = SystemModuleFileName;
+
+// The last occurrence of `pattern` by repeated forward search: each search
+// starts one byte after the previous hit, which is a character boundary, so
+// the multibyte-aware Pos never takes a trail byte for the pattern.
+int LastPos(const CVskStr& text, const CVskStr& pattern) {
+    int last = -1;
+    for (int p = text.Pos(pattern, 0); p >= 0; p = text.Pos(pattern, p + 1))
+        last = p;
+    return last;
+}
+
+// `length` bytes of `text` from `start`, NUL bytes included. The source is
+// read, never changed, so a shared buffer is never made private (which would
+// cut it at its first NUL). Every result, the empty one too, gets a buffer of
+// its own: the strings' shared empty buffer counts its users without a lock,
+// and these functions may run on several threads at once.
+CVskStr Piece(const CVskStr& text, int start, int length) { return CVskStr(text.c_str() + start, length); }
+
+CVskStr Empty() { return CVskStr("", 0); }
+
+CVskStr Tail(const CVskStr& text, int start) { return Piece(text, start, text.Length() - start); }
+
+CVskStr FilePath(const CVskStr& path, const CPathConstants& constants) {
+    const int p = LastPos(path, constants.separator);
+    return p < 0 ? Empty() : Piece(path, 0, p + 1);
+}
+
+CVskStr FileName(const CVskStr& path, const CPathConstants& constants) {
+    const int p = LastPos(path, constants.separator);
+    return p < 0 ? path : Tail(path, p + 1);
+}
+
+CVskStr FileNameNoExt(const CVskStr& path, const CPathConstants& constants) {
+    const CVskStr name = FileName(path, constants);
+    const int p = LastPos(name, constants.extensionMark);
+    return p < 0 ? name : Piece(name, 0, p);
+}
+
+} // namespace
+
+namespace vsk {
+
+CVskStr GetAppPath() {
+    constexpr unsigned long kBufferSize = 520;
+    char buffer[kBufferSize] = {};
+    if (g_moduleFileName(nullptr, buffer, kBufferSize) == 0)
+        throw std::runtime_error("GetAppPath()");
+    // A name that fills the whole buffer may come without its terminator.
+    return CVskStr(buffer, static_cast<int>(strnlen(buffer, kBufferSize)));
+}
+
+CVskStr ExtractFilePath(CVskStr path) {
+    return WithConstants([&](const CPathConstants& c) { return FilePath(path, c); });
+}
+
+CVskStr ExtractFileName(CVskStr path) {
+    return WithConstants([&](const CPathConstants& c) { return FileName(path, c); });
+}
+
+CVskStr ExtractFileExt(CVskStr path) {
+    return WithConstants([&](const CPathConstants& c) {
+        const CVskStr name = FileName(path, c);
+        const int p = LastPos(name, c.extensionMark);
+        return p < 0 ? Empty() : Tail(name, p + 1);
+    });
+}
+
+CVskStr ExtractFileNameNoExt(CVskStr path) {
+    return WithConstants([&](const CPathConstants& c) { return FileNameNoExt(path, c); });
+}
+
+CVskStr ChangeFileExt(CVskStr path, CVskStr ext) {
+    return WithConstants([&](const CPathConstants& c) {
+        CVskStr result = FilePath(path, c);
+        result += FileNameNoExt(path, c);
+        result += c.extensionMark;
+        result += ext;
+        return result;
+    });
+}
+
+CVskStr AddDirSep(CVskStr path) {
+    return WithConstants([&](const CPathConstants& c) {
+        const int p = LastPos(path, c.separator);
+        // Unsigned, so that the empty text (no hit, length - 1 == -1) counts
+        // as ending in a separator.
+        if (static_cast<unsigned int>(p) == static_cast<unsigned int>(path.Length() - 1))
+            return path;
+        return path + c.separator;
+    });
+}
+
+} // namespace vsk
+
+// ---------------------------------------------------------------------------
+// Full and relative paths
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// Every comparison of this family: `a` against as many characters as `b`
+// has, ignoring case, so "ab" matches "abc" (and ".." matches "..x").
+bool Matches(const CVskStr& a, const CVskStr& b) { return a.Strnicmp(0, b, 0, -1) == 0; }
+
+bool BeginsWithTwoSeparators(const CVskStr& text) {
+    const char* s = text.c_str();
+    return text.Length() >= 2 && s[0] == '\\' && s[1] == '\\';
+}
+
+// Whether the last character (not merely the last byte, which may be the
+// trail byte 0x5C of a double-byte character) is a separator.
+bool EndsWithSeparator(const CVskStr& text) {
+    const int last = text.LastChar();
+    return last >= 0 && text.c_str()[last] == '\\';
+}
+
+// The same test on a result being built: the last byte is a separator
+// unless it is the second byte of a double-byte character.
+bool EndsWithSeparator(const std::string& text) {
+    if (text.empty() || text.back() != '\\')
+        return false;
+    const auto* data = reinterpret_cast<const unsigned char*>(text.c_str());
+    return !_ismbstrail(data, data + text.size() - 1);
+}
+
+void AppendBytes(std::string& out, const CVskStr& text) { out.append(text.c_str(), text.Length()); }
+
+CVskStr ToStr(const std::string& text) { return CVskStr(text.data(), static_cast<int>(text.size())); }
+
+bool SplitRoot(const CVskStr& path, CVskStr& root, CVskStr& rest, const CPathConstants& c) {
+    root = Empty();
+    rest = path;
+    CVskStr copy(path);
+    copy.ReplaceAll("/", c.separator);
+    if (copy.Length() < 2)
+        return false;
+    if (copy.Pos(":") == 1) {
+        root = Piece(copy, 0, 2) + c.separator;
+        rest = Tail(copy, 2);
+    } else if (BeginsWithTwoSeparators(copy)) {
+        const int serverEnd = copy.Pos(c.separator, 2);
+        if (serverEnd < 0)
+            return false;
+        const int shareEnd = copy.Pos(c.separator, serverEnd + 1);
+        if (shareEnd >= 0) {
+            root = Piece(copy, 0, shareEnd) + c.separator;
+            rest = Tail(copy, shareEnd);
+        } else if (serverEnd == copy.Length() - 1) {
+            return false; // "\\\\server\\" names no share
+        } else {
+            root = copy + c.separator;
+            rest = Empty();
+        }
+    } else {
+        return false;
+    }
+    if (rest.Length() > 0 && rest.c_str()[0] == '\\')
+        rest = Tail(rest, 1);
+    return true;
+}
+
+// The components of `text` between separators; runs of separators and
+// leading or trailing ones leave no empty component.
+template <typename Container>
+void AppendComponents(Container& out, const CVskStr& text, const CPathConstants& c) {
+    Container pieces;
+    vskstr::SplitString(pieces, text, c.separator);
+    for (CVskStr& piece : pieces) {
+        if (piece.Length() > 0)
+            out.push_back(piece);
+    }
+}
+
+CVskStr FullPath(const CVskStr& base, CVskStr path, const CPathConstants& c) {
+    // A path with a drive or a network name is already full (seen as given,
+    // slashes and all).
+    if (path.Length() > 1 && (path.Pos(":") == 1 || BeginsWithTwoSeparators(path)))
+        return path;
+    path.ReplaceAll("/", c.separator);
+    const bool trailing = EndsWithSeparator(path);
+
+    CVskStr prefix = Empty();
+    CVskStr rest = Empty();
+    std::vector<CVskStr> components;
+    if (SplitRoot(base, prefix, rest, c))
+        AppendComponents(components, rest, c);
+    else
+        prefix = base; // no root: an opaque prefix, nothing of it is split
+
+    std::vector<CVskStr> relative;
+    AppendComponents(relative, path, c);
+    const CVskStr up("..");
+    const CVskStr here(".");
+    for (const CVskStr& component : relative) {
+        if (Matches(component, up)) {
+            if (!components.empty())
+                components.pop_back(); // never above the root
+        } else if (!Matches(component, here)) {
+            components.push_back(component);
+        }
+    }
+
+    std::string result;
+    AppendBytes(result, prefix);
+    for (const CVskStr& component : components) {
+        AppendBytes(result, component);
+        AppendBytes(result, c.separator);
+    }
+    if (!trailing && EndsWithSeparator(result))
+        result.pop_back();
+    return ToStr(result);
+}
+
+CVskStr RelPath(CVskStr base, CVskStr path, const CPathConstants& c) {
+    base.ReplaceAll("/", c.separator);
+    path.ReplaceAll("/", c.separator);
+    const bool trailing = EndsWithSeparator(path);
+
+    CVskStr baseRoot = Empty(), baseRest = Empty(), pathRoot = Empty(), pathRest = Empty();
+    SplitRoot(base, baseRoot, baseRest, c);
+    SplitRoot(path, pathRoot, pathRest, c);
+    // Different drives or shares have no relative form. An empty root (no
+    // root at all) matches every root.
+    if (!Matches(baseRoot, pathRoot))
+        return path;
+
+    std::deque<CVskStr> baseComponents;
+    std::deque<CVskStr> pathComponents;
+    AppendComponents(baseComponents, baseRest, c);
+    AppendComponents(pathComponents, pathRest, c);
+    while (!baseComponents.empty() && !pathComponents.empty() &&
+           Matches(baseComponents.front(), pathComponents.front())) {
+        baseComponents.pop_front();
+        pathComponents.pop_front();
+    }
+
+    std::string result;
+    for (std::size_t i = 0; i < baseComponents.size(); ++i) {
+        result += "..";
+        AppendBytes(result, c.separator);
+    }
+    for (const CVskStr& component : pathComponents) {
+        AppendBytes(result, component);
+        AppendBytes(result, c.separator);
+    }
+    if (result.empty())
+        result = ".";
+    if (!trailing && EndsWithSeparator(result))
+        result.pop_back();
+    return ToStr(result);
+}
+
+} // namespace
+
+namespace vsk {
+
+CVskStr MakeFullPath(CVskStr base, CVskStr path) {
+    return WithConstants([&](const CPathConstants& c) { return FullPath(base, path, c); });
+}
+
+CVskStr MakeRelPath(CVskStr base, CVskStr path) {
+    return WithConstants([&](const CPathConstants& c) { return RelPath(base, path, c); });
+}
+
+} // namespace vsk
+
+namespace vsk::detail {
+
+bool SplitRootPath(CVskStr path, CVskStr& root, CVskStr& rest) {
+    bool found = false;
+    WithConstants([&](const CPathConstants& c) {
+        found = SplitRoot(path, root, rest, c);
+        return Empty();
+    });
+    return found;
+}
+
+const CVskStr* PathSeparatorConstant() { return g_constants ? &g_constants->separator : nullptr; }
+
+const CVskStr* ExtensionMarkConstant() { return g_constants ? &g_constants->extensionMark : nullptr; }
+
+ModuleFileNameFn SetModuleFileNameFunction(ModuleFileNameFn function) {
+    const ModuleFileNameFn previous = g_moduleFileName;
+    g_moduleFileName = function ? function : SystemModuleFileName;
+    return previous;
+}
+
+} // namespace vsk::detail
 
 // ---------------------------------------------------------------------------
 // Child processes and a thread's windows
@@ -9,10 +354,8 @@ VSK_DEFINE_UNIT(Commonfunctions, nullptr, nullptr)
 
 #include "files/Vskpipe.h"
 #include "platform/Process.h"
-#include "platform/Win32.h"
 
 #include <exception>
-#include <stdexcept>
 
 namespace {
 
