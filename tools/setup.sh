@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what a fresh Debian machine lacks to build and test VoskelLIB:
 # the i686 MinGW-w64 compiler, 32-bit Wine, Xvfb, CMake, GoogleTest sources,
-# the ja_JP.UTF-8 locale and the PCRE2 source package.
+# the ja_JP.UTF-8 locale, Python 3 (it writes a test table) and the PCRE2
+# source package.
 # Idempotent and quiet when everything is present; exits non-zero with a
 # clear message when a package cannot be had.
 set -euo pipefail
@@ -15,7 +16,7 @@ if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 # wine64 brings a native 64-bit wineserver, which 32-bit programs use as
 # well; it matters most when 32-bit code runs emulated (see ensure_i386_exec).
 PACKAGES=(wine wine32:i386 wine64 g++-mingw-w64-i686-posix xvfb xauth cmake make
-          googletest locales dpkg-dev)
+          googletest locales dpkg-dev python3)
 
 have_package() {
     dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q '^install ok installed$'
