@@ -214,7 +214,10 @@ CVskStr& operator+=(CVskStr& left, const CVskStr& right) {
 }
 
 CVskStr operator+(const CVskStr& left, const CVskStr& right) {
-    CVskStr result;
+    // A private buffer from the start: a default-constructed result would
+    // count itself on the shared empty buffer, whose plain count makes two
+    // threads that join their own strings race on it.
+    CVskStr result("", 0);
     std::string& text = result.MutableText();
     text.reserve(left.Length() + right.Length());
     text.append(left.Text());
