@@ -1,6 +1,7 @@
 // Commonfunctions.cpp - path names, full and relative paths, child processes.
 #include "files/Commonfunctions.h"
 
+#include "platform/Mbcs.h"
 #include "platform/Win32.h"
 
 #include <cstring>
@@ -60,14 +61,13 @@ unsigned long __stdcall SystemModuleFileName(void* module, char* buffer, unsigne
 
 vsk::detail::ModuleFileNameFn g_moduleFileName = SystemModuleFileName;
 
-// The last occurrence of `pattern` by repeated forward search: each search
-// starts one byte after the previous hit, which is a character boundary, so
-// the multibyte-aware Pos never takes a trail byte for the pattern.
-int LastPos(const CVskStr& text, const CVskStr& pattern) {
-    int last = -1;
-    for (int p = text.Pos(pattern, 0); p >= 0; p = text.Pos(pattern, p + 1))
-        last = p;
-    return last;
+// The last occurrence of the one-byte `mark` (a separator or a full stop):
+// what repeated forward searches with Pos find, each starting one byte after
+// the previous hit, done in one multibyte-aware walk. Like Pos it never takes
+// a trail byte for the mark and stops at the first NUL.
+int LastPos(const CVskStr& text, const CVskStr& mark) {
+    const char* found = vsk::detail::MbsRChr(text.c_str(), static_cast<unsigned char>(mark.c_str()[0]));
+    return found ? static_cast<int>(found - text.c_str()) : -1;
 }
 
 // `length` bytes of `text` from `start`, NUL bytes included. The source is
@@ -175,15 +175,6 @@ bool EndsWithSeparator(const CVskStr& text) {
     return last >= 0 && text.c_str()[last] == '\\';
 }
 
-// The same test on a result being built: the last byte is a separator
-// unless it is the second byte of a double-byte character.
-bool EndsWithSeparator(const std::string& text) {
-    if (text.empty() || text.back() != '\\')
-        return false;
-    const auto* data = reinterpret_cast<const unsigned char*>(text.c_str());
-    return !_ismbstrail(data, data + text.size() - 1);
-}
-
 void AppendBytes(std::string& out, const CVskStr& text) { out.append(text.c_str(), text.Length()); }
 
 CVskStr ToStr(const std::string& text) { return CVskStr(text.data(), static_cast<int>(text.size())); }
@@ -267,7 +258,11 @@ CVskStr FullPath(const CVskStr& base, CVskStr path, const CPathConstants& c) {
         AppendBytes(result, component);
         AppendBytes(result, c.separator);
     }
-    if (!trailing && EndsWithSeparator(result))
+    // After a component the last byte is the separator put there, even when
+    // the component ends in a lone lead byte; without components the prefix
+    // ends the result, and its last character decides.
+    const bool endsWithSeparator = components.empty() ? EndsWithSeparator(prefix) : true;
+    if (!trailing && endsWithSeparator)
         result.pop_back();
     return ToStr(result);
 }
@@ -304,9 +299,11 @@ CVskStr RelPath(CVskStr base, CVskStr path, const CPathConstants& c) {
         AppendBytes(result, component);
         AppendBytes(result, c.separator);
     }
+    // The result is "." or ends in a separator put there after "..", or
+    // after a component (which may end in a lone lead byte).
     if (result.empty())
         result = ".";
-    if (!trailing && EndsWithSeparator(result))
+    else if (!trailing)
         result.pop_back();
     return ToStr(result);
 }
