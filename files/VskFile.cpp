@@ -221,6 +221,13 @@ bool CreateAllDirectory(const char* path) {
 bool RemoveDirectoryForce(const char* path) {
     if (!path)
         return RefuseNull();
+    // An empty path would list "\\*.*", the root of the current drive, and
+    // delete what lies there: it names no folder, so it is refused as one
+    // that does not exist.
+    if (*path == '\0') {
+        SetLastError(ERROR_PATH_NOT_FOUND);
+        return false;
+    }
     const std::string folder(path);
     CDirInfo listing;
     if (listing.GetDirInfo((folder + "\\*.*").c_str()) != 0)

@@ -377,6 +377,30 @@ TEST_F(RemoveDirectoryForceTest, NullPathIsFalseWithoutAReport) {
     EXPECT_EQ("<missing>", ReadOrMissing(log));
 }
 
+// The search is replaced so that a broken guard could never list and delete
+// the real root of the drive; it only records that it was asked.
+int g_searchesAsked = 0;
+
+HANDLE WINAPI FindFirstRecordedAndRefused(const char*, WIN32_FIND_DATAA*) {
+    ++g_searchesAsked;
+    SetLastError(ERROR_ACCESS_DENIED);
+    return INVALID_HANDLE_VALUE;
+}
+
+TEST_F(RemoveDirectoryForceTest, MockedSearchEmptyPathIsRefusedAsPathNotFoundWithoutListingTheDriveRoot) {
+    const std::string log = UseLog();
+    g_searchesAsked = 0;
+    vsk::detail::SetFindFirstFileFunction(FindFirstRecordedAndRefused);
+    SetLastError(NO_ERROR);
+    const bool removed = RemoveDirectoryForce("");
+    const DWORD error = GetLastError();
+    vsk::detail::SetFindFirstFileFunction(nullptr);
+    EXPECT_FALSE(removed);
+    EXPECT_EQ(static_cast<DWORD>(ERROR_PATH_NOT_FOUND), error);
+    EXPECT_EQ(0, g_searchesAsked);
+    EXPECT_EQ("<missing>", ReadOrMissing(log));
+}
+
 TEST_F(RemoveDirectoryForceTest, PathOfAFileIsFalseAndTheFileStays) {
     const std::string log = UseLog();
     CTempDir work;
