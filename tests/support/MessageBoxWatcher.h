@@ -19,6 +19,7 @@ public:
     struct Box {
         std::string caption;
         std::string text;
+        int buttons = 0; // push buttons of the box
     };
 
     explicit CMessageBoxWatcher(DWORD threadId = GetCurrentThreadId())
@@ -47,9 +48,18 @@ private:
         text[0] = '\0';
         GetDlgItemTextA(window, 0xFFFF, text, sizeof text);
         box.text = text;
+        EnumChildWindows(window, &CMessageBoxWatcher::CountButton, reinterpret_cast<LPARAM>(&box.buttons));
         self->m_boxes.push_back(box);
         PostMessageA(window, WM_COMMAND, IDOK, 0);
         return FALSE;
+    }
+
+    static BOOL CALLBACK CountButton(HWND child, LPARAM context) {
+        char className[16] = {};
+        GetClassNameA(child, className, sizeof className);
+        if (lstrcmpiA(className, "Button") == 0 && IsWindowVisible(child))
+            ++*reinterpret_cast<int*>(context);
+        return TRUE;
     }
 
     void Run() {

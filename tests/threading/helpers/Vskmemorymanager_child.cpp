@@ -1,0 +1,54 @@
+// Vskmemorymanager_child.cpp - the child program of the block pool's fatal
+// cases. Each case misuses a pool the way its argument says; a pool that
+// ends the process leaves exit code 1 behind. A case that returns normally
+// exits with 2 (0 for the "control" case, which misuses nothing).
+//   small <blockSize> <align 0|1>   constructs CMemoryManagerPool(blockSize, 4096, align)
+//   foreign-large                   frees an alloc(17) of a 16-byte pool
+//   foreign-stack                   frees the address of a local variable
+//   foreign-interior                frees a pooled block's address plus one
+//   foreign-other-pool              frees a block of one pool into another
+//   control                         allocates and frees one block properly
+#include "threading/Vskmemorymanager.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+int Small(int argc, char** argv) {
+    if (argc < 4)
+        return 3;
+    vsk::CMemoryManagerPool pool(static_cast<unsigned int>(std::atoi(argv[2])), 4096, std::atoi(argv[3]) != 0);
+    return pool.alloc(1) ? 2 : 4;
+}
+
+int Foreign(const char* which) {
+    vsk::CMemoryManagerPool pool(16, 8180, true);
+    if (std::strcmp(which, "foreign-large") == 0) {
+        pool.free(pool.alloc(17));
+    } else if (std::strcmp(which, "foreign-stack") == 0) {
+        int local = 0;
+        pool.free(&local);
+    } else if (std::strcmp(which, "foreign-interior") == 0) {
+        pool.free(static_cast<char*>(pool.alloc(16)) + 1);
+    } else if (std::strcmp(which, "foreign-other-pool") == 0) {
+        vsk::CMemoryManagerPool other(16, 8180, true);
+        pool.free(other.alloc(16));
+    } else if (std::strcmp(which, "control") == 0) {
+        pool.free(pool.alloc(16));
+        return 0;
+    } else {
+        return 3;
+    }
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2)
+        return 3;
+    if (std::strcmp(argv[1], "small") == 0)
+        return Small(argc, argv);
+    return Foreign(argv[1]);
+}
