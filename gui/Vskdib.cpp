@@ -3,6 +3,7 @@
 
 #include "files/VskFile.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -25,8 +26,8 @@ constexpr WORD kBitsPerPixel = 24;
 // room anyway.
 constexpr std::int64_t kMaxPixelBytes = 0x7FFFFFFF;
 
-// Stream buffer of SaveToFile.
-constexpr std::size_t kSaveBufferSize = 1 << 20;
+// Bytes LoadFromFile reads in one call of the file object (whole rows).
+constexpr int kLoadBatchBytes = 1 << 20;
 
 const char kLoadError[] = "CVskDIB::LoadFromFile()";
 const char kSaveError[] = "CVskDIB::SaveToFile()";
@@ -203,30 +204,66 @@ bool CVskDIB::LoadFromFile(const char* path) {
     if (!CreateBitmap(width, height)) {
         throw std::runtime_error(kLoadError);
     }
-    const bool bottomUp = fileHeight >= 0;
-    for (int i = 0; i < m_height; ++i) {
-        const int y = bottomUp ? m_height - 1 - i : i;
-        if (!file.Read(m_bits + std::ptrdiff_t(m_stride) * y, m_stride)) {
-            throw std::runtime_error(kLoadError);
-        }
-    }
+    ReadRows(file, fileHeight >= 0);
     return true;
 }
 
+unsigned char* CVskDIB::FileRow(int i, bool bottomUp) const {
+    const int y = bottomUp ? m_height - 1 - i : i;
+    return m_bits + std::ptrdiff_t(m_stride) * y;
+}
+
+// Rows come in batches of whole rows (about 1 MiB): every read of the file
+// object also asks the system whether another handle locked the bytes, which
+// costs far more than reading one row. Each batch puts the same bytes into the
+// same rows as reading row by row; when a batch read comes back short (the
+// end of the file) or fails (a lock), what arrived is placed and the rest of
+// the batch is read row by row, so a failure keeps what the row-by-row
+// reading would have kept.
+void CVskDIB::ReadRows(vskfile::CVskFile& file, bool bottomUp) {
+    int rowsPerBatch = std::min(m_height, std::max(1, kLoadBatchBytes / m_stride));
+    std::unique_ptr<unsigned char[]> batch;
+    if (bottomUp && rowsPerBatch > 1) {
+        batch.reset(new (std::nothrow) unsigned char[std::size_t(rowsPerBatch) * m_stride]);
+        if (!batch) {
+            rowsPerBatch = 1; // no memory for a batch: straight into the rows
+        }
+    }
+    for (int first = 0; first < m_height; first += rowsPerBatch) {
+        const int rows = std::min(rowsPerBatch, m_height - first);
+        const int wanted = rows * m_stride;
+        unsigned char* target = batch ? batch.get() : FileRow(first, bottomUp);
+        const int got = rows == 1 ? -1 : file.ReadEx(target, wanted);
+        const int arrived = got > 0 ? got : 0;
+        if (batch) {
+            for (int r = 0; r * m_stride < arrived; ++r) {
+                const int bytes = std::min(m_stride, arrived - r * m_stride);
+                std::memcpy(FileRow(first + r, bottomUp), batch.get() + std::ptrdiff_t(r) * m_stride, bytes);
+            }
+        }
+        if (got == wanted) {
+            continue;
+        }
+        // Row by row from the first row that is not complete; a part that
+        // arrived stays at its row's front and the read asks for the rest.
+        const int partial = arrived % m_stride;
+        for (int r = arrived / m_stride; r < rows; ++r) {
+            const int skip = r == arrived / m_stride ? partial : 0;
+            if (!file.Read(FileRow(first + r, bottomUp) + skip, m_stride - skip)) {
+                throw std::runtime_error(kLoadError);
+            }
+        }
+    }
+}
+
 bool CVskDIB::SaveToFile(const char* path) const {
-    // The stream's buffer outlives the stream (declared first, freed last).
-    std::unique_ptr<char[]> buffer;
     std::unique_ptr<std::FILE, CFileCloser> file(std::fopen(path, "wb"));
     if (!file) {
         throw std::runtime_error(kSaveError);
     }
-    // The runtime's default 4 KiB buffer splits every row into several
-    // system writes; one large buffer makes them few. Without it (no memory)
-    // the default buffer is used.
-    buffer.reset(new (std::nothrow) char[kSaveBufferSize]);
-    if (buffer) {
-        std::setvbuf(file.get(), buffer.get(), _IOFBF, kSaveBufferSize);
-    }
+    // Unbuffered: each row goes to the system in its own single write,
+    // without first being copied into the stream's buffer.
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
     unsigned char fileHeader[kFileHeaderSize] = {};
     PutU16(fileHeader, kBmpFileType);
     PutU32(fileHeader + 2, std::uint32_t(m_stride) * std::uint32_t(m_height) + kHeadersSize);

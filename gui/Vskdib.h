@@ -6,6 +6,10 @@
 
 VSK_DECLARE_UNIT(Vskdib)
 
+namespace vskfile {
+class CVskFile;
+}
+
 /// An owned, always 24-bit, top-down device-independent bitmap (a DIB
 /// section). Pixel (x, y) is the three bytes blue, green, red at
 /// GetBits() + y * GetStride() + x * 3; row 0 is the top row and lies first.
@@ -109,6 +113,11 @@ public:
     void* GetDC() const { return m_memDC; }
 
 private:
+    /// The row that the `i`-th row of a file goes to.
+    unsigned char* FileRow(int i, bool bottomUp) const;
+    /// Reads every row from the file's current position (offset 54).
+    void ReadRows(vskfile::CVskFile& file, bool bottomUp);
+
     HDC m_memDC = nullptr;
     HBITMAP m_bitmap = nullptr;
     unsigned char* m_bits = nullptr;

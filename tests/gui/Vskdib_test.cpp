@@ -575,6 +575,78 @@ TEST(CVskDIBFile, FailedLoadKeepsWhatWasReadBefore) {
     EXPECT_EQ(Pixel(dib, 0, 2)[0], 'L');
 }
 
+TEST(CVskDIBFile, FailedLoadKeepsAPartRowAtItsRowsFront) {
+    CTempDir dir;
+    std::string rows(8 * 3, '\0');
+    rows[0] = 'L';  // bottom row, read first
+    rows[8] = 'M';  // the next row up: only its first 3 bytes are in the file
+    rows[10] = 'N';
+    const std::string path = dir.File("cut.bmp");
+    WriteFileBytes(path, MakeBmp(2, 3, rows).substr(0, 54 + 8 + 3));
+    CVskDIB dib;
+    EXPECT_EQ(ErrorOf<std::runtime_error>([&] { dib.LoadFromFile(path.c_str()); }), kLoadError);
+    EXPECT_EQ(Pixel(dib, 0, 2)[0], 'L');
+    EXPECT_EQ(Pixel(dib, 0, 1)[0], 'M');
+    EXPECT_EQ(Pixel(dib, 0, 1)[2], 'N');
+    EXPECT_EQ(Pixel(dib, 1, 1)[0], 0);
+    EXPECT_EQ(Pixel(dib, 0, 0)[0], 0);
+}
+
+// Rows are numbered 1, 2, ... in every byte, in file order, so each row of
+// the bitmap tells which row of the file it came from.
+std::string NumberedRows(int stride, int height) {
+    std::string rows;
+    for (int i = 0; i < height; ++i) {
+        rows.append(std::size_t(stride), char(1 + i % 250));
+    }
+    return rows;
+}
+
+// Large enough for several reads of the file: 600 rows of 2100 bytes.
+TEST(CVskDIBFile, LargeFilesLoadEveryRowInBothOrders) {
+    CTempDir dir;
+    const int width = 700, height = 600, stride = 2100;
+    const std::string rows = NumberedRows(stride, height);
+    const std::string path = dir.File("large.bmp");
+    for (const int fileHeight : {height, -height}) {
+        WriteFileBytes(path, MakeBmp(width, fileHeight, rows));
+        CVskDIB dib(path.c_str());
+        ASSERT_EQ(dib.GetStride(), stride);
+        int wrong = 0;
+        for (int i = 0; i < height; ++i) {
+            const int y = fileHeight > 0 ? height - 1 - i : i;
+            const unsigned char* row = dib.GetBits() + std::size_t(stride) * y;
+            wrong += std::count(row, row + stride, (unsigned char)(1 + i % 250)) != stride;
+        }
+        EXPECT_EQ(wrong, 0) << "height " << fileHeight;
+    }
+}
+
+// Another handle locks file row 400 of 600; the load fails there and keeps
+// every row before it, as reading row by row does.
+TEST(CVskDIBFile, LockedRowStopsTheLoadAndTheRowsBeforeItStay) {
+    CTempDir dir;
+    const int width = 700, height = 600, stride = 2100, lockedRow = 400;
+    const std::string path = dir.File("locked.bmp");
+    WriteFileBytes(path, MakeBmp(width, height, NumberedRows(stride, height)));
+    const HANDLE other = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                     nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(other, INVALID_HANDLE_VALUE);
+    ASSERT_TRUE(LockFile(other, 54 + stride * lockedRow, 0, 1, 0));
+    CVskDIB dib;
+    EXPECT_EQ(ErrorOf<std::runtime_error>([&] { dib.LoadFromFile(path.c_str()); }), kLoadError);
+    UnlockFile(other, 54 + stride * lockedRow, 0, 1, 0);
+    CloseHandle(other);
+    ASSERT_EQ(dib.GetHeight(), height);
+    int wrong = 0;
+    for (int i = 0; i < height; ++i) {
+        const unsigned char* row = dib.GetBits() + std::size_t(stride) * (height - 1 - i);
+        const unsigned char expected = i < lockedRow ? (unsigned char)(1 + i % 250) : 0;
+        wrong += std::count(row, row + stride, expected) != stride;
+    }
+    EXPECT_EQ(wrong, 0);
+}
+
 // Opening with no sharing at all succeeds only when nobody holds the file.
 bool NobodyHolds(const std::string& path) {
     const HANDLE handle = CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
