@@ -2,6 +2,8 @@
 // documented Windows C runtime behaviour. Internal; not exported.
 #pragma once
 
+#include <cstddef>
+
 namespace vsk::detail {
 
 /// Finds `pattern` in `s` as the Windows C runtime's `_mbsstr` does: a match
@@ -15,6 +17,20 @@ const char* MbsStr(const char* s, const char* pattern);
 
 /// True when `c` is a lead byte of the system's ANSI code page.
 bool IsLeadByte(unsigned char c);
+
+/// The same answers as a table of 256 entries, for loops that ask for every
+/// byte of a text.
+const bool* LeadByteTable();
+
+/// Compares at most `n` characters of `a` and `b` ignoring case, as the
+/// Windows C runtime's `_mbsnicmp` does (its case rules are the C runtime's
+/// own); a lead byte directly before the terminator ends the string there.
+/// Returns <0, 0 or >0.
+///
+/// Wine's `_mbsnicmp` takes such a lead byte and the terminator for one
+/// character and goes on reading past the string;
+/// tests/files/Mbcs_search_platform_test.cpp pins it.
+int MbsNICmp(const char* a, const char* b, std::size_t n);
 
 /// Finds the single-byte character `c` in `s` as the Windows C runtime's
 /// `_mbschr` does: only on a character boundary (a trail byte such as 0x5C is

@@ -409,6 +409,16 @@ TEST(FullAndRelPathBadInput, UnpairedLeadByteAtTheEnd) {
     ExpectRel({"C:\\a\x95", "C:\\b", "..\\b"});
 }
 
+TEST(FullAndRelPathBadInput, LoneLeadByteAtTheEndOfAComponentEndsItWhenComparing) {
+    // A lead byte right before the end compares as the end of the text, and
+    // nothing past the end is read (the bytes there differ).
+    ExpectRel({"C:\\d\\a\x95", "C:\\D\\A\x95", "."});
+    ExpectRel({std::string("C:\\a\x95\0x", 7), std::string("C:\\A\x95\0y", 7), "."});
+    // "a" then the end matches "a" and a lone lead byte, over two characters.
+    ExpectRel({"C:\\a\\x", "C:\\a\x95", ".."});
+    ExpectRel({"C:\\ab\\x", "C:\\a\x95", "..\\..\\a\x95"});
+}
+
 TEST(FullAndRelPathBadInput, LeadByteBeforeASeparatorPairsWithIt) {
     // 0x95 '\' is one character: "a\x95\b" has a single separator.
     ExpectFull({"C:\\", "a\x95\\b", "C:\\a\x95\\b"});
