@@ -43,7 +43,7 @@ CThread::CThread()
     InitializeCriticalSection(&m_lock);
 }
 
-CThread::~CThread() noexcept(false) {
+CThread::~CThread() {
     Cleanup();
     DeleteCriticalSection(&m_lock);
 }
@@ -174,8 +174,6 @@ unsigned CThread::ReleaseObjectPool() {
         auto current = it++;
         if (thread->IsAlive())
             continue;
-        // Out of the set before the delete, so that a throwing destructor
-        // never leaves a deleted object behind in the pool.
         g_pool->erase(current);
         delete thread;
     }

@@ -36,10 +36,9 @@ class VSK_API CThread {
 public:
     /// No thread yet; the object's lock is initialised.
     CThread();
-    /// Cleanup(), then deletes the lock. A derived destructor may throw:
-    /// ReleaseObjectPool passes such an exception on after the object has
-    /// left the pool.
-    virtual ~CThread() noexcept(false);
+    /// Cleanup(), then deletes the lock. While the thread is alive the
+    /// handle stays open (see Lifetime).
+    virtual ~CThread();
     CThread(const CThread&) = delete;
     CThread& operator=(const CThread&) = delete;
 
@@ -78,13 +77,13 @@ public:
     /// The thread procedure given to _beginthreadex: deletes the pool's
     /// finished objects, runs the hooks, pools a self-deleting object.
     /// Returns 0, or 0xFFFFFFFF when deleting pooled objects or pooling this
-    /// one threw (the hooks are then not run, or have run).
+    /// one threw (the hooks are then not run, or have run; an object that
+    /// could not be pooled is never deleted).
     static unsigned __stdcall ThreadEntryFunc(void* self);
 
     /// Deletes every pooled object whose thread has ended; returns the number
-    /// of objects left in the pool (their threads still run).
-    /// Errors: passes on an exception of a derived destructor; that object
-    /// has left the pool, the rest stay for the next call.
+    /// of objects left in the pool (their threads still run). Returns 0 and
+    /// does nothing outside the unit's start-up and exit.
     static unsigned ReleaseObjectPool();
 
 protected:
