@@ -720,6 +720,34 @@ TEST(ThreadUnit, FinalisationDestroysThePoolWithoutDeletingItsObjects) {
     EXPECT_EQ(record.deletions, 1);
 }
 
+// Outside the unit's start-up and exit there is no pool: ReleaseObjectPool
+// does nothing and returns 0, and a self-deleting thread that ends then is
+// not pooled (nor deleted).
+TEST(ThreadUnit, ChoiceWithoutTheUnitReleaseObjectPoolReturnsZeroAndNothingIsPooled) {
+    DrainPool();
+    ProbeRecord record;
+    unsigned int released = 99;
+    std::string hooks;
+    CProbe* probe = nullptr;
+    WithFinalizedUnit([&] {
+        released = CThread::ReleaseObjectPool();
+        HANDLE threadHandle = nullptr;
+        probe = PooledProbe(&record, &threadHandle);
+        CHandle thread(threadHandle);
+        hooks = record.hooks;
+    });
+    EXPECT_EQ(released, 0u);
+    ASSERT_NE(probe, nullptr);
+    EXPECT_EQ(hooks, "SPT");
+    EXPECT_EQ(CThread::ReleaseObjectPool(), 0u);
+    StartAndFinishAPlainThread();
+    EXPECT_EQ(record.deletions, 0) << "never pooled";
+    EXPECT_FALSE(probe->Destroy()) << "still marked self-deleting";
+    EXPECT_TRUE(probe->Cleanup());
+    EXPECT_TRUE(probe->Destroy());
+    EXPECT_EQ(record.deletions, 1);
+}
+
 TEST(ThreadUnit, ASecondInitialiseKeepsTheSamePool) {
     DrainPool();
     ProbeRecord record;
@@ -732,6 +760,48 @@ TEST(ThreadUnit, ASecondInitialiseKeepsTheSamePool) {
     EXPECT_EQ(record.deletions, 0);
     EXPECT_EQ(CThread::ReleaseObjectPool(), 0u);
     EXPECT_EQ(record.deletions, 1) << "the object was still in the same pool";
+}
+
+std::string ProgramFolder() {
+    char path[MAX_PATH];
+    const DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
+    std::string folder(path, n);
+    return folder.substr(0, folder.find_last_of('\\'));
+}
+
+// Runs the thread child program on `file` with `mode`; its exit code.
+DWORD RunThreadChild(const std::string& file, const char* mode) {
+    const std::string program = ProgramFolder() + "\\vsk_thread_child.exe";
+    std::string commandLine = "\"" + program + "\" \"" + file + "\" " + mode;
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info{};
+    if (!CreateProcessA(program.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                        &info)) {
+        ADD_FAILURE() << "cannot start the child: " << vsktest::Win32ErrorText(GetLastError());
+        return 0xFFFFu;
+    }
+    DWORD code = 0xFFFEu;
+    if (WaitForSingleObject(info.hProcess, 120000) == WAIT_OBJECT_0)
+        GetExitCodeProcess(info.hProcess, &code);
+    else
+        TerminateProcess(info.hProcess, 99);
+    CloseHandle(info.hThread);
+    CloseHandle(info.hProcess);
+    return code;
+}
+
+// Pooled objects are not deleted when the process ends: the unit's exit
+// routine destroys the set only, and nothing else drains it.
+TEST(ThreadUnit, ChoicePoolIsNotDrainedAtProcessEnd) {
+    vsktest::CTempDir dir;
+    const std::string kept = dir.File("kept.txt");
+    const std::string released = dir.File("released.txt");
+    EXPECT_EQ(RunThreadChild(kept, "keep"), 0u);
+    EXPECT_EQ(vsktest::ReadFileBytes(kept), "pooled");
+    // Control: the same child draining the pool itself deletes the object.
+    EXPECT_EQ(RunThreadChild(released, "release"), 0u);
+    EXPECT_EQ(vsktest::ReadFileBytes(released), "pooleddeleted");
 }
 
 // ---------------------------------------------------------------------------

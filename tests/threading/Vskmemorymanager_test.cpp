@@ -467,6 +467,24 @@ TEST(InternalPool, FinalisationDestroysItAndTheNextStartUpBuildsA16By8180Pool) {
         ASSERT_EQ(cells[i], firstChunk + 16u * i) << i;
 }
 
+// Without the unit's pool a cell cannot be made: new throws rather than
+// falling back to the heap, and delete of a cell does nothing.
+TEST(InternalPool, ChoicePooledCellNewThrowsBadAllocWithoutTheUnit) {
+    bool threw = false;
+    bool ready = true;
+    WithFreshUnit([&] {
+        ready = vsk::detail::InternalPoolReady();
+        try {
+            delete new CPooledCell;
+        } catch (const std::bad_alloc&) {
+            threw = true;
+        }
+    });
+    EXPECT_FALSE(ready);
+    EXPECT_TRUE(threw);
+    EXPECT_TRUE(vsk::detail::InternalPoolReady());
+}
+
 TEST(InternalPool, ASecondInitialiseKeepsTheSamePool) {
     CPooledCell* a = new CPooledCell;
     delete a;
