@@ -276,7 +276,7 @@ std::string Related(std::mt19937& random, const std::string& first) {
     return text + Generate(random, 4);
 }
 
-constexpr int kTexts = 6000;
+constexpr int kTexts = 20000;
 
 TEST(PathFunctionsModel, ExtractFamilyAgreesWithTheStepByStepModel) {
     ASSERT_EQ(GetACP(), 932u) << "the double-byte pieces mean something only under code page 932";
