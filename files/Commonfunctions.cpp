@@ -467,8 +467,9 @@ bool HasLeadByte(CSpan text) {
 }
 
 // Every comparison of this family: a.Strnicmp(0, b, 0, -1) == 0, the
-// case-insensitive multibyte comparison of the two C-string views over at
-// most as many characters as `b` has bytes, so "ab" matches "abc". Two
+// case-insensitive multibyte comparison (MbsNICmp, which Strnicmp calls) of
+// the two C-string views over at most as many characters as `b` has bytes,
+// so "ab" matches "abc". Two
 // shortcuts give the comparison's answer without making terminated copies:
 // no characters to compare, and equal bytes (identical views, or `b` made of
 // single-byte characters only and equal to the start of `a`).

@@ -146,7 +146,10 @@ int CVskStrBase<T>::Strnicmp(int pos, const CVskStrBase& other, int otherPos, in
     const T* a = c_str() + pos;
     const T* b = other.c_str() + otherPos;
     if constexpr (sizeof(T) == 1) {
-        return _mbsnicmp(reinterpret_cast<const unsigned char*>(a), reinterpret_cast<const unsigned char*>(b), n);
+        // The C runtime's comparison, with a lead byte right before the end
+        // taken as the end (Wine's _mbsnicmp reads past the string there).
+        return vsk::detail::MbsNICmp(reinterpret_cast<const char*>(a), reinterpret_cast<const char*>(b),
+                                     static_cast<std::size_t>(n));
     } else if constexpr (sizeof(T) == 2) {
         return _wcsnicmp(reinterpret_cast<const wchar_t*>(a), reinterpret_cast<const wchar_t*>(b), n);
     } else if constexpr (sizeof(T) == 4) {

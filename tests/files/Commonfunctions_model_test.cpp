@@ -7,7 +7,6 @@
 // shows that it gives the model's result byte for byte.
 #include "files/Commonfunctions.h"
 
-#include "platform/Mbcs.h"
 #include "platform/Win32.h"
 
 #include <gtest/gtest.h>
@@ -99,12 +98,7 @@ CVskStr AddSep(const CVskStr& path) {
     return path + kSep;
 }
 
-// a.Strnicmp(0, b, 0, -1) == 0, with the Windows C runtime's rule that a lead
-// byte right before the terminator ends the string (Wine's _mbsnicmp reads
-// on past the string there, so its answer depends on the bytes beyond).
-bool Matches(const CVskStr& a, const CVskStr& b) {
-    return vsk::detail::MbsNICmp(a.c_str(), b.c_str(), static_cast<std::size_t>(b.Length())) == 0;
-}
+bool Matches(const CVskStr& a, const CVskStr& b) { return a.Strnicmp(0, b, 0, -1) == 0; }
 
 bool TwoSeparators(const CVskStr& text) {
     return text.Length() >= 2 && text.c_str()[0] == '\\' && text.c_str()[1] == '\\';

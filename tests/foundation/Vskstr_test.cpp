@@ -203,6 +203,13 @@ TEST(CVskStrStrnicmp, PositionsAndSign) {
     EXPECT_EQ(0, CVskStr("abd").Strnicmp(0, "ABC", 0, 2));
 }
 
+TEST(CVskStrStrnicmp, LoneLeadByteBeforeTheEndEndsTheString) {
+    // The bytes after each NUL differ; they must not be read.
+    EXPECT_EQ(0, CVskStr("A\x95\0X", 4).Strnicmp(0, CVskStr("a\x95\0Y", 4), 0, 3));
+    EXPECT_EQ(0, CVskStr("a").Strnicmp(0, "A\x95", 0, -1));
+    EXPECT_NE(0, CVskStr("ab").Strnicmp(0, "A\x95", 0, -1));
+}
+
 TEST(CVskStrStrnicmp, PositionsOutsideTheStringsAreClamped) {
     EXPECT_EQ(0, CVskStr("abc").Strnicmp(10, "x", 10, -1));
 }
