@@ -620,6 +620,38 @@ TEST(CThread, EverySelfDeletingThreadOfABatchIsDeletedExactlyOnce) {
         EXPECT_EQ(record->deletions, 1);
 }
 
+class CLockedProbe : public CProbe {
+public:
+    using CProbe::CProbe;
+    CRITICAL_SECTION* Lock() { return &m_lock; }
+};
+
+// The pool deletes an object while holding the pool's lock and then takes
+// the object's own lock: a Create that still holds it (here the test holds
+// it across Create) keeps the object alive, and the deleting start waits.
+TEST(CThread, DeletingAPooledObjectWaitsWhileItsLockIsHeld) {
+    DrainPool();
+    ProbeRecord record;
+    auto* probe = new CLockedProbe(&record);
+    CRITICAL_SECTION* lock = probe->Lock();
+    EnterCriticalSection(lock);
+    ASSERT_TRUE(probe->Create(true, true, 0));
+    CHandle thread(DuplicateThreadHandle(*probe));
+    ASSERT_TRUE(Ended(thread.Get()));
+    ProbeRecord nextRecord;
+    CProbe next(&nextRecord);
+    ASSERT_TRUE(next.Create(true, false, 0));
+    // The next start is deleting the pooled object and waits for its lock.
+    EXPECT_EQ(WaitForSingleObject(next.Handle(), 500), static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_EQ(nextRecord.hooks, "");
+    LeaveCriticalSection(lock);
+    ASSERT_TRUE(Ended(next.Handle()));
+    EXPECT_EQ(nextRecord.hooks, "SPT");
+    EXPECT_EQ(ExitCodeOf(next.Handle()), 0u);
+    EXPECT_EQ(record.deletions, 1);
+    EXPECT_EQ(CThread::ReleaseObjectPool(), 0u);
+}
+
 // The set's insertion fails only on the ending thread: the library's
 // operator new is pointed at a function that throws there, because the
 // platform cannot be made to run out of memory for one insertion.

@@ -197,6 +197,20 @@ TEST(CMemoryManagerPool, ChunkSizeNotAMultipleOfTheBlockSizeUsesTheWholeBlocksOn
     EXPECT_EQ(g_newSizes.size(), 2u);
 }
 
+// The chunk size is not checked against the block size: a chunk smaller
+// than one block holds no whole block, yet its start is handed out, and
+// every alloc takes a chunk of its own. (Nothing is written to the blocks.)
+TEST(CMemoryManagerPool, ChunkSmallerThanABlockIsNotCheckedAndItsStartIsHandedOut) {
+    CPoolHeapCalls calls;
+    ASSERT_TRUE(calls.NewPatched());
+    CMemoryManagerPool pool(16, 8, true);
+    void* a = pool.alloc(16);
+    void* b = pool.alloc(16);
+    ASSERT_EQ(g_newSizes, (std::vector<std::size_t>{8, 8}));
+    EXPECT_EQ(a, g_newResults[0]);
+    EXPECT_EQ(b, g_newResults[1]);
+}
+
 TEST(CMemoryManagerPool, LargerRequestIsAPlainHeapBlockOfThatSize) {
     CPoolHeapCalls calls;
     ASSERT_TRUE(calls.NewPatched());
