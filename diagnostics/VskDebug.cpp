@@ -18,31 +18,11 @@ VSK_DEFINE_UNIT(Vskdebug, nullptr, nullptr)
 
 namespace {
 
-const char* const kFormatOverflowMessage = "CVskStr::Format() : 処理可能な最大サイズを超えました";
-
 const char* OrEmpty(const char* s) { return s ? s : ""; }
 
 void PutReportPrefix(const char* file, int line, const char* func) {
     FileLogger_PutTimestamp();
     FileLogger_Put("%s(%d): %s: ", file, line, func);
-}
-
-// The text of `format` and `args` formatted as CVskStr::Format formats it:
-// buffers of 257, 517, 1037, ... bytes until the output fits, with the same
-// error past the largest size, and the text ending at its first NUL.
-vskstr::CVskStr FormatLikeCVskStr(const char* format, std::va_list args) {
-    std::string work;
-    for (;;) {
-        const int count = vsk::detail::NextFormatSize(static_cast<int>(work.size()), kFormatOverflowMessage);
-        work.resize(count);
-        std::va_list pass;
-        va_copy(pass, args);
-        const int result = _vsnprintf(&work[0], count, format, pass);
-        va_end(pass);
-        if (result >= 0 && result != count)
-            break;
-    }
-    return vskstr::CVskStr(work.c_str());
 }
 
 } // namespace
@@ -64,7 +44,7 @@ void VskDebugPrint(const char* format, ...) {
     va_start(args, format);
     vskstr::CVskStr text;
     try {
-        text = FormatLikeCVskStr(format, args);
+        text.FormatV(format, args);
     } catch (...) {
         va_end(args);
         throw;

@@ -152,6 +152,17 @@ CVskStr::operator System::AnsiString() const { return System::AnsiString(c_str()
 CVskStr& CVskStr::Format(const char* format, ...) {
     va_list args;
     va_start(args, format);
+    try {
+        FormatV(format, args);
+    } catch (...) {
+        va_end(args);
+        throw;
+    }
+    va_end(args);
+    return *this;
+}
+
+CVskStr& CVskStr::FormatV(const char* format, va_list args) {
     // Most lines fit the first size (257 bytes): that pass writes into a
     // buffer on the stack and the string is made from the result, which
     // spares allocating and clearing a 257-byte working text.
@@ -165,7 +176,6 @@ CVskStr& CVskStr::Format(const char* format, ...) {
     const int written = _vsnprintf(first, firstCount, format, firstArgs);
     va_end(firstArgs);
     if (written >= 0 && written != firstCount) {
-        va_end(args);
         // The output is safe on the stack, so a buffer this string alone
         // holds can take it in place; a shared one is left to its sharers.
         // Either way the text ends at the first NUL, as CutAtNul would end it.
@@ -191,7 +201,6 @@ CVskStr& CVskStr::Format(const char* format, ...) {
         if (result >= 0 && result != count)
             break;
     }
-    va_end(args);
     work.CutAtNul();
     *this = work;
     return *this;

@@ -5,6 +5,7 @@
 #include "foundation/Vskstrbase.h"
 #include "framework/HostFramework.h"
 
+#include <cstdarg>
 #include <deque>
 #include <vector>
 
@@ -60,6 +61,11 @@ public:
     ///
     /// Example: CVskStr().Format("%s=%d", "x", 5) == "x=5"
     CVskStr& Format(const char* format, ...) __attribute__((format(ms_printf, 2, 3)));
+
+    /// Format with the arguments as a va_list, for functions that take a
+    /// format and arguments of their own. `args` is only copied, never
+    /// consumed: the caller still ends it.
+    CVskStr& FormatV(const char* format, va_list args) __attribute__((format(ms_printf, 2, 0)));
 
     /// Replaces the text with the whole content of the file `path`, byte for
     /// byte (no byte-order mark, code-page or line-end handling; NUL bytes

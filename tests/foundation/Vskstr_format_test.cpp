@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdarg>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -55,6 +56,27 @@ TEST_F(FormatPasses, SizesGrowToTwicePlusThree) {
     s.Format("%s", std::string(3000, 'z').c_str());
     EXPECT_EQ(3000, s.Length());
     EXPECT_EQ((std::vector<int>{257, 517, 1037, 2077, 4157}), g_passes);
+}
+
+// A variadic function of the caller's that hands its arguments on twice:
+// FormatV only copies the list, so the second use sees the same arguments.
+std::string FormatTwiceThroughFormatV(std::vector<int>& passes, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    CVskStr first;
+    first.FormatV(format, args);
+    passes = g_passes;
+    CVskStr second;
+    second.FormatV(format, args);
+    va_end(args);
+    return Bytes(first) + "|" + Bytes(second);
+}
+
+TEST_F(FormatPasses, FormatVTakesTheSamePassesAndLeavesTheListToTheCaller) {
+    std::vector<int> passes;
+    const std::string long300(300, 'w');
+    EXPECT_EQ("7-" + long300 + "|7-" + long300, FormatTwiceThroughFormatV(passes, "%d-%s", 7, long300.c_str()));
+    EXPECT_EQ((std::vector<int>{257, 517}), passes);
 }
 
 TEST(CVskStrFormat, HundredKilobyteOutputIsWhole) {
