@@ -28,6 +28,9 @@ if [ -r /proc/sys/fs/binfmt_misc/qemu-i386 ] && grep -qx enabled /proc/sys/fs/bi
     fi
     export LD_PRELOAD="$fix_dir/\$LIB/libvsk_qemu_i386_fix.so"
     export QEMU_RESERVED_VA=0xffff0000
+    # A guest base of our choosing (qemu takes 0x1000 itself but refuses
+    # it when asked), known to the fix library's 64-bit twin in wineserver.
+    export QEMU_GUEST_BASE=0x10000
     export VSK_I386_EMULATED=1
 fi
 

@@ -151,11 +151,11 @@ ensure_i386_emulation_fix() {
     here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/i386-emulation
     local lib32="$dest/lib/i386-linux-gnu/libvsk_qemu_i386_fix.so"
     local lib64="$dest/lib/x86_64-linux-gnu/libvsk_qemu_i386_fix.so"
-    if [ "$lib32" -nt "$here/qemu_i386_fix.c" ] && [ -f "$lib64" ]; then return 0; fi
+    if [ "$lib32" -nt "$here/qemu_i386_fix.c" ] && [ "$lib64" -nt "$here/guest_memory_fix.c" ]; then return 0; fi
     mkdir -p "$(dirname "$lib32")" "$(dirname "$lib64")"
     gcc -m32 -O2 -Wall -Werror -shared -fPIC "$here/qemu_i386_fix.c" -o "$lib32" -ldl -lpthread \
         || die "could not build the i386 emulation fix"
-    gcc -O2 -Wall -Werror -shared -fPIC "$here/noop.c" -o "$lib64" \
+    gcc -O2 -Wall -Werror -shared -fPIC "$here/guest_memory_fix.c" -o "$lib64" -ldl \
         || die "could not build the i386 emulation fix (64-bit twin)"
     local check="$dest/fix_check"
     gcc -m32 -O1 -Wall -Werror "$here/fix_check.c" -o "$check" -lpthread \
