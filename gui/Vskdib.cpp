@@ -189,12 +189,15 @@ bool CVskDIB::LoadFromFile(const char* path) {
     if (!file.CreateFileA(path, vskfile::CVskFile::CT_READ, 0)) {
         throw std::runtime_error(kLoadError);
     }
+    // Both headers in one read: every read of the file object also checks for
+    // other handles' locks, and a file too short for the second header fails
+    // as it would on its own read, before anything of the bitmap changes.
     unsigned char headers[kHeadersSize];
-    if (!file.Read(headers, kFileHeaderSize) || ReadU16(headers) != kBmpFileType) {
+    if (!file.Read(headers, kHeadersSize) || ReadU16(headers) != kBmpFileType) {
         throw std::runtime_error(kLoadError);
     }
-    unsigned char* info = headers + kFileHeaderSize;
-    if (!file.Read(info, kInfoHeaderSize) || ReadU16(info + 14) != kBitsPerPixel) {
+    const unsigned char* info = headers + kFileHeaderSize;
+    if (ReadU16(info + 14) != kBitsPerPixel) {
         throw std::runtime_error(kLoadError);
     }
     const std::int32_t width = ReadI32(info + 4);

@@ -16,6 +16,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -1242,25 +1243,19 @@ int EnvInt(const char* name, int fallback) {
 
 } // namespace
 
-TEST(CVskDIBFuzz, MutatedCorpusFilesLoadExactlyOrThrow) {
-    const char* seedNames[] = {"extra/rgb24-1x1.bmp",  "extra/rgb24-4x3.bmp",         "extra/rgb24-5x2.bmp",
-                               "extra/rgb24-17x9.bmp", "extra/rgb24-topdown-7x5.bmp", "g/rgb24.bmp",
-                               "g/pal8.bmp",           "g/rgb32.bmp",                 "q/rgb24rle24.bmp"};
-    std::vector<std::string> seeds;
-    for (const char* name : seedNames) {
-        seeds.push_back(ReadFileBytes(CorpusFile(name)));
-    }
-    const int cases = EnvInt("VSK_FUZZ_CASES", 100000);
-    const std::uint32_t seed = std::uint32_t(EnvInt("VSK_FUZZ_SEED", int(GetTickCount() | 1)));
-    std::printf("fuzz: %d cases, seed %u (VSK_FUZZ_SEED, VSK_FUZZ_CASES repeat or resize a run)\n", cases, seed);
-    CRandom random(seed);
-    CTempDir dir;
-    const std::string path = dir.File("fuzz.bmp");
-    CVskDIB dib;
+// What one fuzzing thread saw.
+struct CFuzzRun {
     int loaded = 0;
-    int failures = 0;
-    const DWORD start = GetTickCount();
-    for (int i = 0; i < cases; ++i) {
+    std::vector<std::string> failures;
+};
+
+// `cases` mutated files, each written to `path` and loaded into one bitmap
+// object; the seed makes the run repeatable.
+CFuzzRun RunFuzzCases(const std::vector<std::string>& seeds, std::uint32_t seed, int cases, const std::string& path) {
+    CFuzzRun run;
+    CRandom random(seed);
+    CVskDIB dib;
+    for (int i = 0; i < cases && run.failures.size() <= 10; ++i) {
         const std::string bytes = Mutate(seeds[random.Below(std::uint32_t(seeds.size()))], random);
         RewriteFile(path, bytes);
         const CExpected expected = ExpectedLoad(bytes);
@@ -1277,19 +1272,55 @@ TEST(CVskDIBFuzz, MutatedCorpusFilesLoadExactlyOrThrow) {
             ok = error == "<no exception>" && dib.GetWidth() == expected.width && dib.GetHeight() == expected.height &&
                  std::size_t(dib.GetStride()) * dib.GetHeight() == expected.rows.size() &&
                  std::memcmp(dib.GetBits(), expected.rows.data(), expected.rows.size()) == 0;
-            loaded += ok ? 1 : 0;
+            run.loaded += ok ? 1 : 0;
         } else {
             ok = error == kLoadError;
         }
         if (!ok) {
-            ++failures;
-            ADD_FAILURE() << "case " << i << " (" << bytes.size() << " bytes, width "
-                          << (bytes.size() >= 22 ? std::int32_t(GetU32(bytes, 18)) : 0) << ", height "
-                          << (bytes.size() >= 26 ? std::int32_t(GetU32(bytes, 22)) : 0) << "): expected "
-                          << (expected.loads ? "a load" : "a throw") << ", got " << error;
-            if (failures > 10) {
-                break;
-            }
+            std::ostringstream message;
+            message << "seed " << seed << " case " << i << " (" << bytes.size() << " bytes, width "
+                    << (bytes.size() >= 22 ? std::int32_t(GetU32(bytes, 18)) : 0) << ", height "
+                    << (bytes.size() >= 26 ? std::int32_t(GetU32(bytes, 22)) : 0) << "): expected "
+                    << (expected.loads ? "a load" : "a throw") << ", got " << error;
+            run.failures.push_back(message.str());
+        }
+    }
+    return run;
+}
+
+// The cases are shared by two threads, one bitmap object and one file each,
+// so that a run uses both cores of a CI machine.
+TEST(CVskDIBFuzz, MutatedCorpusFilesLoadExactlyOrThrow) {
+    const char* seedNames[] = {"extra/rgb24-1x1.bmp",  "extra/rgb24-4x3.bmp",         "extra/rgb24-5x2.bmp",
+                               "extra/rgb24-17x9.bmp", "extra/rgb24-topdown-7x5.bmp", "g/rgb24.bmp",
+                               "g/pal8.bmp",           "g/rgb32.bmp",                 "q/rgb24rle24.bmp"};
+    std::vector<std::string> seeds;
+    for (const char* name : seedNames) {
+        seeds.push_back(ReadFileBytes(CorpusFile(name)));
+    }
+    const int cases = EnvInt("VSK_FUZZ_CASES", 100000);
+    const std::uint32_t seed = std::uint32_t(EnvInt("VSK_FUZZ_SEED", int(GetTickCount() | 1)));
+    constexpr int kThreads = 2;
+    std::printf("fuzz: %d cases on %d threads, seeds %u and %u (VSK_FUZZ_SEED, VSK_FUZZ_CASES repeat or resize a "
+                "run)\n",
+                cases, kThreads, seed, seed + 1);
+    CTempDir dir;
+    std::vector<CFuzzRun> runs(kThreads);
+    std::vector<std::thread> threads;
+    const DWORD start = GetTickCount();
+    for (int t = 0; t < kThreads; ++t) {
+        const int share = cases / kThreads + (t < cases % kThreads ? 1 : 0);
+        const std::string path = dir.File("fuzz" + std::to_string(t) + ".bmp");
+        threads.emplace_back([&, t, share, path] { runs[t] = RunFuzzCases(seeds, seed + t, share, path); });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    int loaded = 0;
+    for (const CFuzzRun& run : runs) {
+        loaded += run.loaded;
+        for (const std::string& failure : run.failures) {
+            ADD_FAILURE() << failure;
         }
     }
     std::printf("fuzz: %d cases in %lu ms, %d loaded, the rest threw CVskDIB::LoadFromFile()\n", cases,
