@@ -28,9 +28,13 @@ if [ -r /proc/sys/fs/binfmt_misc/qemu-i386 ] && grep -qx enabled /proc/sys/fs/bi
     fi
     export LD_PRELOAD="$fix_dir/\$LIB/libvsk_qemu_i386_fix.so"
     export QEMU_RESERVED_VA=0xffff0000
-    # A guest base of our choosing (qemu takes 0x1000 itself but refuses
-    # it when asked), known to the fix library's 64-bit twin in wineserver.
-    export QEMU_GUEST_BASE=0x10000
+    # A guest base of our choosing, known to the fix library's 64-bit twin
+    # in wineserver: qemu takes the lowest mappable address itself but
+    # accepts only 64 KiB multiples at or above it when asked.
+    min_addr=$(cat /proc/sys/vm/mmap_min_addr 2>/dev/null || echo 65536)
+    guest_base=$(( (min_addr + 0xffff) / 0x10000 * 0x10000 ))
+    [ "$guest_base" -ge 65536 ] || guest_base=65536
+    export QEMU_GUEST_BASE=$(printf '0x%x' "$guest_base")
     export VSK_I386_EMULATED=1
 fi
 
