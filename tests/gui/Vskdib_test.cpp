@@ -16,7 +16,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -1288,9 +1287,7 @@ CFuzzRun RunFuzzCases(const std::vector<std::string>& seeds, std::uint32_t seed,
     return run;
 }
 
-// The cases are shared by two threads, one bitmap object and one file each,
-// so that a run uses both cores of a CI machine.
-TEST(CVskDIBFuzz, MutatedCorpusFilesLoadExactlyOrThrow) {
+std::vector<std::string> FuzzSeeds() {
     const char* seedNames[] = {"extra/rgb24-1x1.bmp",  "extra/rgb24-4x3.bmp",         "extra/rgb24-5x2.bmp",
                                "extra/rgb24-17x9.bmp", "extra/rgb24-topdown-7x5.bmp", "g/rgb24.bmp",
                                "g/pal8.bmp",           "g/rgb32.bmp",                 "q/rgb24rle24.bmp"};
@@ -1298,29 +1295,137 @@ TEST(CVskDIBFuzz, MutatedCorpusFilesLoadExactlyOrThrow) {
     for (const char* name : seedNames) {
         seeds.push_back(ReadFileBytes(CorpusFile(name)));
     }
+    return seeds;
+}
+
+// The worker side of the fuzz test: a copy of this program started by the
+// test runs its share and writes the number loaded, then one line per
+// failure, to the result file.
+const char kWorkerSeed[] = "VSK_FUZZ_WORKER_SEED";
+const char kWorkerCases[] = "VSK_FUZZ_WORKER_CASES";
+const char kWorkerResult[] = "VSK_FUZZ_WORKER_RESULT";
+
+std::string EnvText(const char* name) {
+    char value[MAX_PATH * 2];
+    const DWORD length = GetEnvironmentVariableA(name, value, sizeof value);
+    return (length > 0 && length < sizeof value) ? std::string(value, length) : std::string();
+}
+
+void RunAsFuzzWorker() {
+    const std::string resultPath = EnvText(kWorkerResult);
+    const CFuzzRun run = RunFuzzCases(FuzzSeeds(), std::uint32_t(std::strtoul(EnvText(kWorkerSeed).c_str(), nullptr, 10)),
+                                      EnvInt(kWorkerCases, 0), resultPath + ".bmp");
+    std::ofstream out(resultPath, std::ios::binary);
+    out << run.loaded << "\n";
+    for (const std::string& failure : run.failures) {
+        out << failure << "\n";
+    }
+}
+
+// Starts a copy of this program that runs `cases` cases from `seed` as a
+// worker; its own output goes nowhere. Returns the process handle or null.
+HANDLE StartFuzzWorker(std::uint32_t seed, int cases, const std::string& resultPath) {
+    char exe[MAX_PATH];
+    GetModuleFileNameA(nullptr, exe, MAX_PATH);
+    std::string commandLine = std::string("\"") + exe + "\" --gtest_filter=CVskDIBFuzz.* --gtest_color=no";
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    const HANDLE nul = CreateFileA("NUL", GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
+                                   OPEN_EXISTING, 0, nullptr);
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = nul;
+    startup.hStdOutput = nul;
+    startup.hStdError = nul;
+    SetEnvironmentVariableA(kWorkerSeed, std::to_string(seed).c_str());
+    SetEnvironmentVariableA(kWorkerCases, std::to_string(cases).c_str());
+    SetEnvironmentVariableA(kWorkerResult, resultPath.c_str());
+    PROCESS_INFORMATION info{};
+    const BOOL started = CreateProcessA(exe, &commandLine[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &info);
+    SetEnvironmentVariableA(kWorkerSeed, nullptr);
+    SetEnvironmentVariableA(kWorkerCases, nullptr);
+    SetEnvironmentVariableA(kWorkerResult, nullptr);
+    CloseHandle(nul);
+    if (!started) {
+        return nullptr;
+    }
+    CloseHandle(info.hThread);
+    return info.hProcess;
+}
+
+// The cases are shared by this process and kFuzzWorkers copies of it, so
+// that a run uses both cores of a CI machine: a process spends about half its
+// time waiting for the Wine server, and two threads of one process gain
+// little, since the process's own locks (the heap's, GDI's) serialise them.
+constexpr int kFuzzWorkers = 3;
+
+// What a worker reported, or an explanation of why it reported nothing.
+struct CWorkerOutcome {
+    CFuzzRun run;
+    std::string problem;
+};
+
+CWorkerOutcome FinishFuzzWorker(HANDLE worker, const std::string& resultPath) {
+    CWorkerOutcome outcome;
+    const DWORD waited = WaitForSingleObject(worker, 15 * 60 * 1000);
+    DWORD exitCode = 0;
+    GetExitCodeProcess(worker, &exitCode);
+    if (waited != WAIT_OBJECT_0) {
+        TerminateProcess(worker, 1);
+        outcome.problem = "did not finish";
+    } else if (exitCode != 0) {
+        outcome.problem = "exited with " + std::to_string(exitCode);
+    }
+    CloseHandle(worker);
+    std::ifstream result(resultPath, std::ios::binary);
+    outcome.run.loaded = -1;
+    if (!(result >> outcome.run.loaded) && outcome.problem.empty()) {
+        outcome.problem = "wrote no result";
+    }
+    std::string line;
+    std::getline(result, line);
+    while (std::getline(result, line)) {
+        outcome.run.failures.push_back(line);
+    }
+    return outcome;
+}
+
+TEST(CVskDIBFuzz, MutatedCorpusFilesLoadExactlyOrThrow) {
+    if (!EnvText(kWorkerResult).empty()) {
+        RunAsFuzzWorker();
+        return;
+    }
+    const std::vector<std::string> seeds = FuzzSeeds();
     const int cases = EnvInt("VSK_FUZZ_CASES", 100000);
     const std::uint32_t seed = std::uint32_t(EnvInt("VSK_FUZZ_SEED", int(GetTickCount() | 1)));
-    constexpr int kThreads = 2;
-    std::printf("fuzz: %d cases on %d threads, seeds %u and %u (VSK_FUZZ_SEED, VSK_FUZZ_CASES repeat or resize a "
-                "run)\n",
-                cases, kThreads, seed, seed + 1);
+    constexpr int kShares = kFuzzWorkers + 1;
+    std::printf("fuzz: %d cases in %d processes, seeds %u to %u (VSK_FUZZ_SEED, VSK_FUZZ_CASES repeat or resize "
+                "a run)\n",
+                cases, kShares, seed, seed + kFuzzWorkers);
     CTempDir dir;
-    std::vector<CFuzzRun> runs(kThreads);
-    std::vector<std::thread> threads;
     const DWORD start = GetTickCount();
-    for (int t = 0; t < kThreads; ++t) {
-        const int share = cases / kThreads + (t < cases % kThreads ? 1 : 0);
-        const std::string path = dir.File("fuzz" + std::to_string(t) + ".bmp");
-        threads.emplace_back([&, t, share, path] { runs[t] = RunFuzzCases(seeds, seed + t, share, path); });
+    std::vector<HANDLE> workers;
+    for (int w = 1; w <= kFuzzWorkers; ++w) {
+        const HANDLE worker = StartFuzzWorker(seed + w, cases / kShares, dir.File("worker" + std::to_string(w) + ".txt"));
+        if (!worker) {
+            ADD_FAILURE() << "cannot start a worker: " << vsktest::Win32ErrorText(GetLastError());
+        }
+        workers.push_back(worker);
     }
-    for (std::thread& thread : threads) {
-        thread.join();
+    const CFuzzRun own = RunFuzzCases(seeds, seed, cases - kFuzzWorkers * (cases / kShares), dir.File("fuzz.bmp"));
+    int loaded = own.loaded;
+    for (const std::string& failure : own.failures) {
+        ADD_FAILURE() << failure;
     }
-    int loaded = 0;
-    for (const CFuzzRun& run : runs) {
-        loaded += run.loaded;
-        for (const std::string& failure : run.failures) {
-            ADD_FAILURE() << failure;
+    for (int w = 1; w <= kFuzzWorkers; ++w) {
+        if (!workers[w - 1]) {
+            continue;
+        }
+        const CWorkerOutcome outcome = FinishFuzzWorker(workers[w - 1], dir.File("worker" + std::to_string(w) + ".txt"));
+        EXPECT_EQ(outcome.problem, "") << "worker with seed " << seed + w;
+        loaded += outcome.run.loaded > 0 ? outcome.run.loaded : 0;
+        for (const std::string& failure : outcome.run.failures) {
+            ADD_FAILURE() << "worker: " << failure;
         }
     }
     std::printf("fuzz: %d cases in %lu ms, %d loaded, the rest threw CVskDIB::LoadFromFile()\n", cases,
