@@ -117,9 +117,27 @@ UnitObserver SetUnitObserver(UnitObserver observer) {
 
 } // namespace vsk::package
 
+namespace {
+
+// The C++ runtime sets its exception handling up at the first exception of a
+// process and clears the thread's last error on the way. The library's
+// failures throw and leave the system's error for the caller to read, so the
+// set-up is done here, before any of them can be the first.
+void SetUpExceptionHandling() {
+    const DWORD lastError = GetLastError();
+    try {
+        throw 0;
+    } catch (int) {
+    }
+    SetLastError(lastError);
+}
+
+} // namespace
+
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
     switch (reason) {
     case DLL_PROCESS_ATTACH:
+        SetUpExceptionHandling();
         vsk::package::Initialize();
         break;
     case DLL_PROCESS_DETACH:

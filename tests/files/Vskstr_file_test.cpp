@@ -115,6 +115,38 @@ TEST(CVskStrLoadFromFile, MissingFileThrowsTheOpenMessage) {
     EXPECT_EQ(kOpenFailed, MessageOf<std::runtime_error>([&] { s.LoadFromFile(""); }));
 }
 
+// Runs vsk_first_failure_child (beside this program) on `path`; its exit code
+// is the last error its catch block saw, or a code of 1000 and above.
+DWORD FirstFailureChildExitCode(const std::string& path) {
+    char exe[MAX_PATH];
+    const DWORD n = GetModuleFileNameA(nullptr, exe, MAX_PATH);
+    std::string program(exe, n);
+    program = program.substr(0, program.find_last_of('\\') + 1) + "vsk_first_failure_child.exe";
+    std::string commandLine = "\"" + program + "\" \"" + path + "\"";
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info{};
+    if (!CreateProcessA(program.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                        &info))
+        return 2000 + GetLastError();
+    WaitForSingleObject(info.hProcess, 60000);
+    DWORD code = 3000;
+    GetExitCodeProcess(info.hProcess, &code);
+    CloseHandle(info.hThread);
+    CloseHandle(info.hProcess);
+    return code;
+}
+
+// The runtime sets its exception handling up at the first C++ exception of a
+// process and clears the thread's last error on the way; the library does
+// that set-up when it is loaded, so its first failure still leaves the
+// system's error for the caller.
+TEST(CVskStrLoadFromFile, FirstFailureOfAFreshProcessLeavesTheSystemErrorToTheCaller) {
+    CTempDir dir;
+    EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_NOT_FOUND), FirstFailureChildExitCode(dir.File("missing")));
+    EXPECT_EQ(static_cast<DWORD>(ERROR_PATH_NOT_FOUND), FirstFailureChildExitCode(dir.File("no\\such\\file")));
+}
+
 TEST(CVskStrLoadFromFile, MessagesAreTheCodePage932Texts) {
     EXPECT_EQ("ファイルのオープンに失敗しました", std::string(kOpenFailed));
     EXPECT_EQ("ファイルサイズ制限", std::string(kSizeLimit));
