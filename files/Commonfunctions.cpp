@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <mbstring.h>
 #include <string>
 #include <stdexcept>
 #include <vector>
@@ -27,6 +26,7 @@ VSK_DEFINE_UNIT(Commonfunctions, StartUp, ExitRoutine)
 namespace {
 
 using vskstr::CVskStr;
+using vsk::detail::IsTrailByteAt;
 
 // The unit's two constants, shared by every path function. They are only
 // ever read through references: taking a copy would change their reference
@@ -102,19 +102,6 @@ int FindNulOr(const char* s, int from, int end, unsigned char c) {
 // C-string view, where the string's searches stop.
 int VisibleLength(const char* s, int length) { return FindNulOr(s, 0, length, 0); }
 
-// Whether byte `i` is the second byte of a double-byte character, as a walk
-// from the start judges it, in a text without NUL before `i`. The byte
-// before a run of lead-byte values (or the start) ends a character, so the
-// run pairs up from its start: byte `i` is a trail byte when the run right
-// before it is odd.
-bool IsTrailByte(const char* s, int i) {
-    const bool* lead = vsk::detail::LeadByteTable();
-    int run = 0;
-    while (run < i && lead[Bytes(s)[i - 1 - run]])
-        ++run;
-    return run % 2 == 1;
-}
-
 // The last single-byte `mark` among bytes `begin`..`end` - 1 that is not a
 // trail byte, or -1; `begin` is a character boundary and `end` at most the
 // visible length. This is what repeated forward searches with Pos find (each
@@ -124,7 +111,7 @@ int LastMark(const char* s, int begin, int end, unsigned char mark) {
     if (vsk::detail::LeadByteTable()[mark])
         return -1; // a lead byte never stands alone
     for (int i = end - 1; i >= begin; --i) {
-        if (Bytes(s)[i] == mark && !IsTrailByte(s, i))
+        if (Bytes(s)[i] == mark && !IsTrailByteAt(s, i))
             return i;
     }
     return -1;
@@ -135,7 +122,7 @@ int LastMark(const char* s, int begin, int end, unsigned char mark) {
 // string's Pos(mark, from).
 int NextMark(const char* s, int from, int end, unsigned char mark) {
     for (int i = FindNulOr(s, from, end, mark); i < end; i = FindNulOr(s, i + 1, end, mark)) {
-        if (!IsTrailByte(s, i))
+        if (!IsTrailByteAt(s, i))
             return i;
     }
     return -1;
@@ -328,7 +315,7 @@ public:
         const char* s = text.c_str();
         const int length = text.Length();
         int i = FindNulOr(s, 0, length, '/');
-        while (i < length && s[i] == '/' && IsTrailByte(s, i))
+        while (i < length && s[i] == '/' && IsTrailByteAt(s, i))
             i = FindNulOr(s, i + 1, length, '/');
         if (i == length || s[i] == '\0') {
             m_data = s;
@@ -338,7 +325,7 @@ public:
         }
         m_copy.assign(s, VisibleLength(s, length));
         for (std::size_t j = i; j < m_copy.size(); ++j) {
-            if (m_copy[j] == '/' && !IsTrailByte(m_copy.data(), static_cast<int>(j)))
+            if (m_copy[j] == '/' && !IsTrailByteAt(m_copy.data(), j))
                 m_copy[j] = static_cast<char>(separator);
         }
         m_data = m_copy.data();
@@ -374,7 +361,7 @@ bool EndsWithSeparator(const char* s, int length, int visible, unsigned char sep
         const int last = text.LastChar();
         return last >= 0 && Bytes(text.c_str())[last] == separator;
     }
-    return !IsTrailByte(s, length - 1);
+    return !IsTrailByteAt(s, length - 1);
 }
 
 bool BeginsWithTwoSeparators(const char* s, int length, unsigned char separator) {

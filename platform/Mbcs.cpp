@@ -33,27 +33,22 @@ bool IsLeadByte(unsigned char c) { return LeadBytes().lead[c]; }
 
 const bool* LeadByteTable() { return LeadBytes().lead; }
 
-namespace {
-
-// Whether the last of the `length` bytes of `s` is a lead byte that begins a
-// character (no trail follows it). The byte before a run of lead-byte values
-// ends a character, so the run pairs up from its start: its last byte is
-// left alone when the run is odd.
-bool EndsWithLoneLeadByte(const char* s, std::size_t length) {
+// The byte before a run of lead-byte values (or the start) ends a character,
+// so the run pairs up from its start: byte `i` is a trail byte when the run
+// right before it is odd.
+bool IsTrailByteAt(const char* s, std::size_t i) {
     const bool* lead = LeadBytes().lead;
     std::size_t run = 0;
-    while (run < length && lead[static_cast<unsigned char>(s[length - 1 - run])])
+    while (run < i && lead[static_cast<unsigned char>(s[i - 1 - run])])
         ++run;
     return run % 2 == 1;
 }
 
-} // namespace
-
 int MbsNICmp(const char* a, const char* b, std::size_t n) {
     const std::size_t aLength = std::strlen(a);
     const std::size_t bLength = std::strlen(b);
-    const bool cutA = EndsWithLoneLeadByte(a, aLength);
-    const bool cutB = EndsWithLoneLeadByte(b, bLength);
+    const bool cutA = IsTrailByteAt(a, aLength);
+    const bool cutB = IsTrailByteAt(b, bLength);
     if (!cutA && !cutB)
         return _mbsnicmp(reinterpret_cast<const unsigned char*>(a), reinterpret_cast<const unsigned char*>(b), n);
     // The lone lead byte ends the string: compare copies without it.

@@ -22,6 +22,12 @@ bool IsLeadByte(unsigned char c);
 /// byte of a text.
 const bool* LeadByteTable();
 
+/// Whether byte `i` of `s` is the second byte of a double-byte character, as
+/// a walk from the start judges it; the bytes before `i` hold no NUL. For `i`
+/// equal to a string's length: whether its last byte is a lone lead byte.
+/// Walks back only over the run of lead-byte values right before `i`.
+bool IsTrailByteAt(const char* s, std::size_t i);
+
 /// Compares at most `n` characters of `a` and `b` ignoring case, as the
 /// Windows C runtime's `_mbsnicmp` does (its case rules are the C runtime's
 /// own); a lead byte directly before the terminator ends the string there.
