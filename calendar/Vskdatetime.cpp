@@ -46,14 +46,6 @@ struct CTokens {
     CVskStr english[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
     // One kanji each in code page 932: 日 月 火 水 木 金 土.
     CVskStr japanese[7] = {"\x93\xFA", "\x8C\x8E", "\x89\xCE", "\x90\x85", "\x96\xD8", "\x8B\xE0", "\x93\x79"};
-    // Lead bytes of the ANSI code page, so that a pattern is walked by
-    // characters without a system call per byte.
-    bool lead[256];
-
-    CTokens() {
-        for (int c = 0; c < 256; ++c)
-            lead[c] = vsk::detail::IsLeadByte(static_cast<unsigned char>(c));
-    }
 };
 
 CTokens* g_tokens = nullptr;
@@ -90,7 +82,8 @@ struct CText {
 // `make` gives the inserted text and runs only when the token occurs.
 // `scratch` is working storage.
 template <typename Make>
-void ReplaceToken(std::string& text, std::string& scratch, const CTokens& tables, const CVskStr& token, Make make) {
+void ReplaceToken(std::string& text, std::string& scratch, const CVskStr& token, Make make) {
+    const bool* lead = vsk::detail::LeadByteTable();
     const char* const word = token.c_str();
     const std::size_t wordLength = static_cast<std::size_t>(token.Length());
     const std::size_t end = std::strlen(text.c_str());
@@ -111,7 +104,7 @@ void ReplaceToken(std::string& text, std::string& scratch, const CTokens& tables
             copied = i;
             continue;
         }
-        i += (tables.lead[static_cast<unsigned char>(text[i])] && i + 1 < end) ? 2 : 1;
+        i += (lead[static_cast<unsigned char>(text[i])] && i + 1 < end) ? 2 : 1;
     }
     if (found) {
         scratch.append(text, copied, std::string::npos);
@@ -379,20 +372,20 @@ CVskStr CVskDatetime::Format(const CVskStr& pattern) const {
     std::string text(pattern.c_str(), static_cast<std::size_t>(pattern.Length()));
     std::string scratch;
     char number[16];
-    ReplaceToken(text, scratch, tokens, tokens.yyyy, [&] { return Padded(number, "%04d", year()); });
-    ReplaceToken(text, scratch, tokens, tokens.yy, [&] { return Padded(number, "%02d", year() % 100); });
-    ReplaceToken(text, scratch, tokens, tokens.mm, [&] { return Padded(number, "%02d", month()); });
-    ReplaceToken(text, scratch, tokens, tokens.m, [&] { return Plain(number, month()); });
-    ReplaceToken(text, scratch, tokens, tokens.dd, [&] { return Padded(number, "%02d", day()); });
-    ReplaceToken(text, scratch, tokens, tokens.d, [&] { return Plain(number, day()); });
-    ReplaceToken(text, scratch, tokens, tokens.hh, [&] { return Padded(number, "%02d", hour()); });
-    ReplaceToken(text, scratch, tokens, tokens.h, [&] { return Plain(number, hour()); });
-    ReplaceToken(text, scratch, tokens, tokens.nn, [&] { return Padded(number, "%02d", minute()); });
-    ReplaceToken(text, scratch, tokens, tokens.n, [&] { return Plain(number, minute()); });
-    ReplaceToken(text, scratch, tokens, tokens.ss, [&] { return Padded(number, "%02d", second()); });
-    ReplaceToken(text, scratch, tokens, tokens.s, [&] { return Plain(number, second()); });
-    ReplaceToken(text, scratch, tokens, tokens.ddd, [&] { return Name(tokens.english[dayOfWeek()]); });
-    ReplaceToken(text, scratch, tokens, tokens.aa, [&] { return Name(tokens.japanese[dayOfWeek()]); });
+    ReplaceToken(text, scratch, tokens.yyyy, [&] { return Padded(number, "%04d", year()); });
+    ReplaceToken(text, scratch, tokens.yy, [&] { return Padded(number, "%02d", year() % 100); });
+    ReplaceToken(text, scratch, tokens.mm, [&] { return Padded(number, "%02d", month()); });
+    ReplaceToken(text, scratch, tokens.m, [&] { return Plain(number, month()); });
+    ReplaceToken(text, scratch, tokens.dd, [&] { return Padded(number, "%02d", day()); });
+    ReplaceToken(text, scratch, tokens.d, [&] { return Plain(number, day()); });
+    ReplaceToken(text, scratch, tokens.hh, [&] { return Padded(number, "%02d", hour()); });
+    ReplaceToken(text, scratch, tokens.h, [&] { return Plain(number, hour()); });
+    ReplaceToken(text, scratch, tokens.nn, [&] { return Padded(number, "%02d", minute()); });
+    ReplaceToken(text, scratch, tokens.n, [&] { return Plain(number, minute()); });
+    ReplaceToken(text, scratch, tokens.ss, [&] { return Padded(number, "%02d", second()); });
+    ReplaceToken(text, scratch, tokens.s, [&] { return Plain(number, second()); });
+    ReplaceToken(text, scratch, tokens.ddd, [&] { return Name(tokens.english[dayOfWeek()]); });
+    ReplaceToken(text, scratch, tokens.aa, [&] { return Name(tokens.japanese[dayOfWeek()]); });
     return CVskStr(text.data(), static_cast<int>(text.size()));
 }
 
