@@ -72,21 +72,34 @@ static int take_entry(pid_t tid) {
 
 static long raw_set_thread_area(struct user_desc* desc);
 
-static void use_private_gs(void) {
+/* The calling thread's TLS block: its first word points to itself. */
+static uint32_t own_tls_block(void) {
     uint32_t base;
     __asm__ volatile("movl %%gs:0, %0" : "=r"(base));
-    int index = take_entry((pid_t)syscall(SYS_gettid));
-    if (index < 0) return;
+    return base;
+}
+
+/* A flat 4 GiB data segment starting at `base`, for entry `entry`. */
+static struct user_desc tls_segment(unsigned int entry, uint32_t base) {
     struct user_desc desc = {0};
-    desc.entry_number = ENTRY_TOP - index;
+    desc.entry_number = entry;
     desc.base_addr = base;
     desc.limit = 0xfffff;
     desc.seg_32bit = 1;
     desc.limit_in_pages = 1;
     desc.useable = 1;
+    return desc;
+}
+
+static void load_gs(uint16_t selector) { __asm__ volatile("movw %0, %%gs" : : "r"(selector)); }
+
+static void use_private_gs(void) {
+    const uint32_t base = own_tls_block();
+    int index = take_entry((pid_t)syscall(SYS_gettid));
+    if (index < 0) return;
+    struct user_desc desc = tls_segment(ENTRY_TOP - index, base);
     if (syscall(SYS_modify_ldt, 1, &desc, sizeof desc) != 0) return;
-    uint16_t selector = (uint16_t)((desc.entry_number << 3) | 7);
-    __asm__ volatile("movw %0, %%gs" : : "r"(selector));
+    load_gs((uint16_t)((desc.entry_number << 3) | 7));
     my_entry = index;
 }
 
@@ -118,8 +131,6 @@ static void* start_thread(void* raw) {
     return start(arg);
 }
 
-static void load_gs(uint16_t selector) { __asm__ volatile("movw %0, %%gs" : : "r"(selector)); }
-
 /* clone() gives the new thread the parent's %gs selector and sets the shared
  * GDT entry to the new thread's block. So the parent creates threads through
  * that GDT entry, set to its own block for the moment, and the new thread
@@ -137,15 +148,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*start)
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &old);
     pthread_mutex_lock(&create_lock);
-    uint32_t base;
-    __asm__ volatile("movl %%gs:0, %0" : "=r"(base));
-    struct user_desc desc = {0};
-    desc.entry_number = glibc_gs >> 3;
-    desc.base_addr = base;
-    desc.limit = 0xfffff;
-    desc.seg_32bit = 1;
-    desc.limit_in_pages = 1;
-    desc.useable = 1;
+    struct user_desc desc = tls_segment(glibc_gs >> 3, own_tls_block());
     uint16_t mine = (uint16_t)(((ENTRY_TOP - my_entry) << 3) | 7);
     int rc = EAGAIN;
     if (raw_set_thread_area(&desc) == 0) {
