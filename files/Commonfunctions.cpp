@@ -1,6 +1,7 @@
 // Commonfunctions.cpp - path names, full and relative paths, child processes.
 #include "files/Commonfunctions.h"
 
+#include "platform/LastError.h"
 #include "platform/Mbcs.h"
 #include "platform/Win32.h"
 
@@ -759,14 +760,13 @@ bool CreateProcessUsePipe(const char* application, char* commandLine, int showWi
     const bool started = CreateProcessA(application, commandLine, showWindow, currentDirectory, process, thread,
                                         input.ReadHandle(), output.WriteHandle(), error.WriteHandle());
     // Keep the failed start's last error for the caller across the handle work.
-    const DWORD lastError = GetLastError();
+    const vsk::detail::CLastErrorKeeper keep;
     if (stdInput)
         *stdInput = input;
     if (stdOutput)
         *stdOutput = output;
     if (stdError)
         *stdError = error;
-    SetLastError(lastError);
     return started;
 }
 

@@ -1,6 +1,8 @@
 // Dirinfo.cpp - CDirInfo, the complete result of one file-name search in memory.
 #include "files/Dirinfo.h"
 
+#include "platform/LastError.h"
+
 #include <new>
 
 VSK_DEFINE_UNIT(Dirinfo, nullptr, nullptr)
@@ -22,9 +24,8 @@ class CSearchHandle {
 public:
     explicit CSearchHandle(HANDLE search) : m_search(search) {}
     ~CSearchHandle() {
-        const DWORD lastError = GetLastError();
+        const vsk::detail::CLastErrorKeeper keep;
         FindClose(m_search);
-        SetLastError(lastError);
     }
     CSearchHandle(const CSearchHandle&) = delete;
     CSearchHandle& operator=(const CSearchHandle&) = delete;

@@ -4,6 +4,7 @@
 #include "diagnostics/Filelogger.h"
 #include "files/Dirinfo.h"
 #include "platform/File.h"
+#include "platform/LastError.h"
 #include "platform/Mbcs.h"
 
 #include <cstring>
@@ -51,11 +52,10 @@ constexpr int kFolderFailedLine = 658;
 // Writes one failure report; the caller's last error (that of the failed
 // deletion) survives the log's own file calls.
 void ReportDeleteError(int line, const char* message, const std::string& path) {
-    const DWORD lastError = GetLastError();
+    const vsk::detail::CLastErrorKeeper keep;
     FileLogger_PutTimestamp();
     FileLogger_Put("%s(%d): %s: ", kReportSource, line, kReportFunction);
     FileLogger_PutLine(message, path.c_str());
-    SetLastError(lastError);
 }
 
 // The directory and name functions refuse a null path the way the system
@@ -89,9 +89,8 @@ bool CVskFile::CreateFileA(const char* name, CreateType type, unsigned long attr
                                                  attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL);
     if (m_handle != INVALID_HANDLE_VALUE && type == CT_APPEND && !SetFilePointer(0ULL, FILE_END)) {
         // The caller learns why the move failed, not how the close went.
-        const DWORD lastError = GetLastError();
+        const vsk::detail::CLastErrorKeeper keep;
         Close();
-        SetLastError(lastError);
     }
     return m_handle != INVALID_HANDLE_VALUE;
 }

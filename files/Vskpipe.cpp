@@ -1,6 +1,7 @@
 // Vskpipe.cpp - vsk::CVskPipe, the two ends of one anonymous pipe.
 #include "files/Vskpipe.h"
 
+#include "platform/LastError.h"
 #include "platform/Win32.h"
 
 #include <stdexcept>
@@ -21,10 +22,9 @@ bool Held(HANDLE handle) { return handle != INVALID_HANDLE_VALUE; }
 void CloseHeld(void*& handle) {
     if (!Held(handle))
         return;
-    const DWORD lastError = GetLastError();
+    const vsk::detail::CLastErrorKeeper keep;
     CloseHandle(handle);
     handle = INVALID_HANDLE_VALUE;
-    SetLastError(lastError);
 }
 
 // A duplicate of `source` in this process, inheritable, with the same access;

@@ -2,6 +2,7 @@
 // initialisation in unit order, and the DLL entry point.
 #include "foundation/Voskellib.h"
 
+#include "platform/LastError.h"
 #include "platform/Win32.h"
 
 namespace {
@@ -124,12 +125,11 @@ namespace {
 // failures throw and leave the system's error for the caller to read, so the
 // set-up is done here, before any of them can be the first.
 void SetUpExceptionHandling() {
-    const DWORD lastError = GetLastError();
+    const vsk::detail::CLastErrorKeeper keep;
     try {
         throw 0;
     } catch (int) {
     }
-    SetLastError(lastError);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "files/VskFile.h"
 #include "foundation/Vskstrw.h"
+#include "platform/LastError.h"
 
 #include <algorithm>
 #include <climits>
@@ -33,9 +34,10 @@ vsk::detail::FormatPassObserver g_formatPassObserver = nullptr;
 // Closes `file` and throws `message`; the caller still finds the failed
 // call's last error, which closing the file could otherwise replace.
 [[noreturn]] void CloseAndThrow(vskfile::CVskFile& file, const char* message) {
-    const DWORD lastError = GetLastError();
-    file.Close();
-    SetLastError(lastError);
+    {
+        const vsk::detail::CLastErrorKeeper keep;
+        file.Close();
+    }
     throw std::runtime_error(message);
 }
 

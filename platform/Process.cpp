@@ -2,14 +2,15 @@
 // Windows behaviour.
 #include "platform/Process.h"
 
+#include "platform/LastError.h"
+
 namespace vsk::detail {
 
 void ApplyInheritance(HANDLE handle, const SECURITY_ATTRIBUTES* attributes) {
     if (!attributes || !handle)
         return;
-    const DWORD lastError = GetLastError();
+    const CLastErrorKeeper keep;
     SetHandleInformation(handle, HANDLE_FLAG_INHERIT, attributes->bInheritHandle ? HANDLE_FLAG_INHERIT : 0);
-    SetLastError(lastError);
 }
 
 namespace {
