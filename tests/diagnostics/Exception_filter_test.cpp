@@ -17,6 +17,9 @@
 
 namespace {
 
+using vsktest::Hex32;
+using vsktest::SplitLines;
+
 using vsktest::CLogTest;
 using vsktest::MaskTimestamps;
 using vsktest::ReadOrMissing;
@@ -24,20 +27,6 @@ using vsktest::ReadOrMissing;
 // "予期せぬ例外が発生しました" in code page 932.
 const char kUnexpectedBytes[] = "\x97\x5C\x8A\xFA\x82\xB9\x82\xCA\x97\xE1\x8A\x4F\x82\xAA\x94\xAD\x90\xB6\x82\xB5"
                                 "\x82\xDC\x82\xB5\x82\xBD";
-
-std::vector<std::string> Lines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    return lines;
-}
-
-std::string Hex(std::uintptr_t value) {
-    char buffer[16];
-    std::snprintf(buffer, sizeof buffer, "0x%08X", static_cast<unsigned>(value));
-    return buffer;
-}
 
 // The log's text with time stamps masked and its CR LF line ends (the log is a
 // text-mode stream) written as "\n"; a bare "\n" in the file shows as
@@ -149,7 +138,7 @@ TEST_F(CLogTest, ExceptionFilterWritesTheWholeReportIntoTheLogThenThrows) {
         " EDX   =0x0000000D\n"
         " ESI   =0x00000051\n"
         " EDI   =0x000000D1\n"
-        " EBP   =" + Hex(context.Ebp) + "\n"
+        " EBP   =" + Hex32(context.Ebp) + "\n"
         " EIP   =0x00401000\n"
         " ESP   =0x0022FF00\n"
         " SegCS =0x00000023\n"
@@ -164,7 +153,7 @@ TEST_F(CLogTest, ExceptionFilterWritesTheWholeReportIntoTheLogThenThrows) {
     ASSERT_EQ(expectedHead, text.substr(0, expectedHead.size()));
     EXPECT_EQ("\n\n", text.substr(text.size() - 2)) << "the last module line, then the empty closing line";
     EXPECT_EQ(text.npos, text.find("<TS>", 1)) << "one time stamp for the whole report";
-    const std::string exeLine = " " + Hex(reinterpret_cast<std::uintptr_t>(GetModuleHandleA(nullptr))) + " : ";
+    const std::string exeLine = " " + Hex32(reinterpret_cast<std::uintptr_t>(GetModuleHandleA(nullptr))) + " : ";
     EXPECT_NE(text.npos, text.find(exeLine, expectedHead.size())) << text;
 }
 
@@ -214,11 +203,11 @@ TEST_F(CLogTest, GuardedAccessViolationWritesTheReportIntoTheLogAndThrowsTheMess
     ASSERT_NE(text.npos, stack);
     ASSERT_NE(text.npos, modules);
     EXPECT_LT(stack, modules);
-    const std::vector<std::string> stackLines = Lines(text.substr(stack, modules - stack));
+    const std::vector<std::string> stackLines = SplitLines(text.substr(stack, modules - stack));
     ASSERT_GE(stackLines.size(), 3u) << "heading, at least one address, blank line";
     EXPECT_EQ("", stackLines.back());
     int dllLines = 0;
-    for (const std::string& line : Lines(text.substr(modules)))
+    for (const std::string& line : SplitLines(text.substr(modules)))
         dllLines += line.find("voskellib.dll") != std::string::npos;
     EXPECT_EQ(1, dllLines);
     EXPECT_EQ("\n\n", text.substr(text.size() - 2));

@@ -4,6 +4,7 @@
 #include "diagnostics/VskDebug.h"
 
 #include "platform/Seh.h"
+#include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,9 @@
 #include <vector>
 
 namespace {
+
+using vsktest::Hex32;
+using vsktest::SplitLines;
 
 // "予期せぬ例外が発生しました" in code page 932.
 const char kUnexpectedBytes[] = "\x97\x5C\x8A\xFA\x82\xB9\x82\xCA\x97\xE1\x8A\x4F\x82\xAA\x94\xAD\x90\xB6\x82\xB5"
@@ -53,20 +57,6 @@ std::string Section(const std::string& text, const std::string& heading) {
         return "<missing " + heading + ">";
     const auto end = text.find("\n\n", start);
     return text.substr(start, end == std::string::npos ? std::string::npos : end + 2 - start);
-}
-
-std::vector<std::string> Lines(const std::string& section) {
-    std::vector<std::string> lines;
-    std::istringstream in(section);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    return lines;
-}
-
-std::string Hex(std::uintptr_t value) {
-    char buffer[16];
-    std::snprintf(buffer, sizeof buffer, "0x%08X", static_cast<unsigned>(value));
-    return buffer;
 }
 
 CONTEXT HandMadeContext(DWORD flags) {
@@ -172,16 +162,16 @@ void ExpectCompleteReport(const CCapture& capture, unsigned long code, const cha
     const auto modules = text.find("<Load Modules>\n");
     ASSERT_LT(registers, stack);
     ASSERT_LT(stack, modules);
-    EXPECT_EQ(12u + 2u, Lines(Section(text, "<Registers>")).size()) << "heading, 12 registers, blank line";
+    EXPECT_EQ(12u + 2u, SplitLines(Section(text, "<Registers>")).size()) << "heading, 12 registers, blank line";
     // The call stack: its first addresses lie in the test program.
-    const std::vector<std::string> stackLines = Lines(Section(text, "<Call Stack>"));
+    const std::vector<std::string> stackLines = SplitLines(Section(text, "<Call Stack>"));
     ASSERT_GE(stackLines.size(), 3u);
     const CImage image = TestImage();
     const std::uintptr_t first = std::stoul(stackLines[1].substr(3), nullptr, 16);
     EXPECT_TRUE(image.Contains(first)) << stackLines[1];
     // The modules: the test program and the DLL once each, bases increasing.
     const std::string moduleText = text.substr(modules);
-    const std::vector<std::string> moduleLines = Lines(moduleText);
+    const std::vector<std::string> moduleLines = SplitLines(moduleText);
     int exeCount = 0;
     int dllCount = 0;
     std::uintptr_t previous = 0;
@@ -323,7 +313,7 @@ TEST(ExceptionReport, OddNullOrUnreadableEbpGivesAnEmptyCallStack) {
     alignas(4) std::uintptr_t frames[2] = {0, 0x00401234};
     const DWORD odd = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(&frames[0]) + 1);
     for (DWORD ebp : {odd, DWORD{0}, DWORD{0x00000010}, DWORD{0xFFFFFFF0}}) {
-        SCOPED_TRACE(Hex(ebp));
+        SCOPED_TRACE(Hex32(ebp));
         CONTEXT context = HandMadeContext(0x00010007);
         context.Ebp = ebp;
         EXPECT_EQ("<Call Stack>\n\n", Section(ReportOf(context), "<Call Stack>"));
@@ -365,19 +355,19 @@ TEST(ExceptionReport, NullFileAndFunctionAreWrittenAsTheRuntimeWritesThem) {
 TEST(ExceptionReport, ModulesAreListedOnceEachInIncreasingBaseOrderWithTheirPaths) {
     CONTEXT context = HandMadeContext(0x00010007);
     const std::string report = ReportOf(context);
-    const std::vector<std::string> lines = Lines(report.substr(report.find("<Load Modules>\n")));
+    const std::vector<std::string> lines = SplitLines(report.substr(report.find("<Load Modules>\n")));
     ASSERT_GE(lines.size(), 4u);
     char exePath[MAX_PATH];
     GetModuleFileNameA(nullptr, exePath, MAX_PATH);
     char dllPath[MAX_PATH];
     GetModuleFileNameA(GetModuleHandleA("voskellib.dll"), dllPath, MAX_PATH);
-    const std::string exeLine = " " + Hex(reinterpret_cast<std::uintptr_t>(GetModuleHandleA(nullptr))) + " : " + exePath;
+    const std::string exeLine = " " + Hex32(reinterpret_cast<std::uintptr_t>(GetModuleHandleA(nullptr))) + " : " + exePath;
     const std::string dllLine =
-        " " + Hex(reinterpret_cast<std::uintptr_t>(GetModuleHandleA("voskellib.dll"))) + " : " + dllPath;
+        " " + Hex32(reinterpret_cast<std::uintptr_t>(GetModuleHandleA("voskellib.dll"))) + " : " + dllPath;
     EXPECT_EQ(1, std::count(lines.begin(), lines.end(), exeLine)) << exeLine;
     EXPECT_EQ(1, std::count(lines.begin(), lines.end(), dllLine)) << dllLine;
     const std::string kernelLine =
-        " " + Hex(reinterpret_cast<std::uintptr_t>(GetModuleHandleA("kernel32.dll"))) + " : ";
+        " " + Hex32(reinterpret_cast<std::uintptr_t>(GetModuleHandleA("kernel32.dll"))) + " : ";
     EXPECT_NE(report.npos, report.find(kernelLine)) << "system DLLs are listed too";
     EXPECT_EQ("", lines.back()) << "the closing empty line";
 }
@@ -413,7 +403,7 @@ TEST(ReportGuard, StackOverflowIsAnUnknownException) {
 TEST(ReportGuard, FaultThreeCallsDeepListsAtLeastThreeReturnAddressesInTheTestProgram) {
     CCapture capture;
     Guarded(capture, [] { Deep3(); });
-    const std::vector<std::string> lines = Lines(Section(capture.text, "<Call Stack>"));
+    const std::vector<std::string> lines = SplitLines(Section(capture.text, "<Call Stack>"));
     ASSERT_GE(lines.size(), 5u) << capture.text;
     const CImage image = TestImage();
     for (std::size_t i = 1; i <= 3; ++i)
@@ -496,7 +486,7 @@ TEST(ExceptionReport, ModuleWithAPathOfTheMaximumLengthIsListedWhole) {
     GetModuleFileNameA(module, listed, MAX_PATH);
     CONTEXT context = HandMadeContext(0x00010007);
     const std::string report = ReportOf(context);
-    const std::string line = " " + Hex(reinterpret_cast<std::uintptr_t>(module)) + " : " + listed + "\n";
+    const std::string line = " " + Hex32(reinterpret_cast<std::uintptr_t>(module)) + " : " + listed + "\n";
     EXPECT_EQ(258u, std::string(listed).size());
     EXPECT_NE(std::string::npos, report.find(line)) << line;
     FreeLibrary(module);

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <sstream>
 #include <stdexcept>
 
 namespace vsktest {
@@ -81,6 +82,20 @@ void WriteFileBytes(const std::string& path, const std::string& bytes) {
     std::fclose(f);
     if (!ok)
         throw std::runtime_error("cannot write " + path);
+}
+
+std::vector<std::string> SplitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+std::string Hex32(std::uintptr_t value) {
+    char buffer[16];
+    std::snprintf(buffer, sizeof buffer, "0x%08X", static_cast<unsigned>(value));
+    return buffer;
 }
 
 } // namespace vsktest

@@ -1,7 +1,9 @@
 // TestSupport.h - helpers shared by the test suites.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace vsktest {
 
@@ -31,5 +33,12 @@ std::string ReadFileBytes(const std::string& path);
 
 /// Writes `bytes` to a file, replacing it; throws std::runtime_error when it cannot.
 void WriteFileBytes(const std::string& path, const std::string& bytes);
+
+/// The lines of `text`, without their "\n" ends.
+std::vector<std::string> SplitLines(const std::string& text);
+
+/// `value` as "0x" and eight upper-case hexadecimal digits, as crash reports
+/// write addresses and registers.
+std::string Hex32(std::uintptr_t value);
 
 } // namespace vsktest
