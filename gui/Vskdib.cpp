@@ -263,6 +263,11 @@ void CVskDIB::ReadRows(vskfile::CVskFile& file, bool bottomUp) {
 }
 
 bool CVskDIB::SaveToFile(const char* path) const {
+    // Rows to write but no pixel memory to take them from (a destroyed
+    // bitmap, a failed creation): refused before the file is touched.
+    if (!m_bits && m_height > 0) {
+        throw std::runtime_error(kSaveError);
+    }
     std::unique_ptr<std::FILE, CFileCloser> file(std::fopen(path, "wb"));
     if (!file) {
         throw std::runtime_error(kSaveError);

@@ -317,15 +317,19 @@ TEST(CVskDIBCreate, PixelsAndPaddingStartZero) {
     }
 }
 
-TEST(CVskDIBCreate, CreateBitmapZeroesThePaddingOfEveryRow) {
-    // A fresh DIB section is zeroed by the system; the padding must be zero
-    // as well after a re-creation of the same size.
-    CVskDIB dib(5, 4);
-    std::memset(dib.GetBits(), 0xAB, std::size_t(dib.GetStride()) * dib.GetHeight());
-    ASSERT_TRUE(dib.CreateBitmap(5, 4));
-    for (int y = 0; y < 4; ++y) {
-        for (int i = 15; i < 16; ++i) {
-            EXPECT_EQ(Pixel(dib, 0, y)[i], 0);
+TEST(CVskDIBCreate, EveryPaddingByteOfEveryRowIsZeroAfterARecreation) {
+    // What users rely on: a re-created bitmap shows none of the old bytes in
+    // its padding. The system hands out DIB sections zeroed, so this holds
+    // with or without the bitmap's own zeroing of each row's last 4 bytes.
+    for (int width = 1; width <= 8; ++width) {
+        SCOPED_TRACE(width);
+        CVskDIB dib(width, 4);
+        std::memset(dib.GetBits(), 0xAB, std::size_t(dib.GetStride()) * dib.GetHeight());
+        ASSERT_TRUE(dib.CreateBitmap(width, 4));
+        for (int y = 0; y < 4; ++y) {
+            for (int i = width * 3; i < dib.GetStride(); ++i) {
+                EXPECT_EQ(Pixel(dib, 0, y)[i], 0) << "row " << y << " byte " << i;
+            }
         }
     }
 }
@@ -367,6 +371,21 @@ TEST(CVskDIBCreate, CreateBitmapFailureKeepsTheRecordedSize) {
     // The object is usable again after a successful creation.
     EXPECT_TRUE(dib.CreateBitmap(3, 1));
     EXPECT_NE(dib.GetBits(), nullptr);
+}
+
+TEST(CVskDIBCreate, SizeTheSystemCannotMapFailsAsCreateBitmapFailure) {
+    // 98,304-byte rows x 21,000 = 1.92 GiB: below the 2 GiB the bitmap
+    // accepts, more than a 32-bit process has free in one piece, so the
+    // system's CreateDIBSection itself fails.
+    CVskDIB dib(2, 2);
+    EXPECT_FALSE(dib.CreateBitmap(32767, 21000));
+    EXPECT_EQ(dib.GetWidth(), 32767);
+    EXPECT_EQ(dib.GetHeight(), 21000);
+    EXPECT_EQ(dib.GetStride(), 98304);
+    EXPECT_EQ(dib.GetBits(), nullptr);
+    // The memory context made for the section is kept, as on success.
+    EXPECT_EQ(GetObjectType(static_cast<HDC>(dib.GetDC())), DWORD(OBJ_MEMDC));
+    EXPECT_EQ(ErrorOf<std::runtime_error>([] { CVskDIB huge(32767, 21000); }), "CVskDIB::CVskDIB()");
 }
 
 TEST(CVskDIBCreate, CreateBitmapRejectsNonPositiveSizesWithoutABitmap) {
@@ -739,6 +758,27 @@ TEST(CVskDIBFile, SaveToAPipeWithoutReaderThrows) {
     }
 }
 
+TEST(CVskDIBFile, ChoiceSaveWithoutPixelMemoryThrowsBeforeTouchingTheFile) {
+    CTempDir dir;
+    const std::string path = dir.File("keep.bmp");
+    WriteFileBytes(path, "earlier content");
+    CVskDIB destroyed(3, 2);
+    destroyed.Destroy();
+    EXPECT_EQ(ErrorOf<std::runtime_error>([&] { destroyed.SaveToFile(path.c_str()); }), "CVskDIB::SaveToFile()");
+    CVskDIB failed(3, 2);
+    ASSERT_FALSE(failed.CreateBitmap(0, 2));
+    EXPECT_EQ(ErrorOf<std::runtime_error>([&] { failed.SaveToFile(path.c_str()); }), "CVskDIB::SaveToFile()");
+    EXPECT_EQ(ReadFileBytes(path), "earlier content");
+    // No rows, nothing to take from the missing memory: the headers alone.
+    ASSERT_FALSE(failed.CreateBitmap(3, 0));
+    ASSERT_TRUE(failed.SaveToFile(path.c_str()));
+    const std::string bytes = ReadFileBytes(path);
+    ASSERT_EQ(bytes.size(), 54u);
+    EXPECT_EQ(GetU32(bytes, 2), 54u);
+    EXPECT_EQ(GetU32(bytes, 18), 3u);
+    EXPECT_EQ(GetU32(bytes, 22), 0u);
+}
+
 TEST(CVskDIBFile, JapaneseFileName) {
     CTempDir dir;
     CVskDIB dib(3, 2);
@@ -914,8 +954,10 @@ public:
     }
     HDC Dc() const { return m_dc; }
     bool Ok() const { return m_dc && m_bitmap && m_bits; }
-    // The pixel as COLORREF, read from the section's memory.
-    COLORREF At(int x, int y) const {
+    // The pixel as GDI reads it back from the context.
+    COLORREF At(int x, int y) const { return GetPixel(m_dc, x, y); }
+    // The same pixel read from the section's memory.
+    COLORREF InMemory(int x, int y) const {
         GdiFlush();
         const std::uint32_t v = m_bits[y * m_width + x];
         return RGB((v >> 16) & 0xFF, (v >> 8) & 0xFF, v & 0xFF);
@@ -960,7 +1002,7 @@ TEST(CVskDIBPaint, UnscaledOntoAMemoryContext) {
     for (int y = 0; y < 3; ++y) {
         for (int x = 0; x < 4; ++x) {
             EXPECT_EQ(ColourText(target.At(3 + x, 2 + y)), ColourText(PatternColour(x, y))) << x << "," << y;
-            EXPECT_EQ(ColourText(GetPixel(target.Dc(), 3 + x, 2 + y)), ColourText(PatternColour(x, y)));
+            EXPECT_EQ(ColourText(target.InMemory(3 + x, 2 + y)), ColourText(PatternColour(x, y)));
         }
     }
     EXPECT_EQ(ColourText(target.At(2, 2)), ColourText(kBackground));
