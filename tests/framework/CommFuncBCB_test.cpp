@@ -5,6 +5,7 @@
 #include <pcre2posix.h>
 
 #include <cstring>
+#include <malloc.h>
 #include <stdexcept>
 #include <string>
 
@@ -274,6 +275,37 @@ TEST(CRegOwnership, AssignmentMovesThePatternAndReleasesTheOldOne) {
     EXPECT_EQ(RuntimeErrorOf([&] { c.Match("cd"); }), kNotCompiled);
     EXPECT_TRUE(b.Match("cd"));
     EXPECT_FALSE(b.Match("ab"));
+}
+
+namespace {
+
+// Bytes in use on the C runtime's heap, where the compiled patterns live.
+std::size_t HeapBytesInUse() {
+    std::size_t used = 0;
+    _HEAPINFO entry{};
+    while (_heapwalk(&entry) == _HEAPOK) {
+        if (entry._useflag == _USEDENTRY)
+            used += entry._size;
+    }
+    return used;
+}
+
+} // namespace
+
+TEST(CRegOwnership, AssignmentFreesThePatternItReplaces) {
+    // A pattern whose compiled form takes kilobytes: 400 replaced patterns
+    // that were not freed would stay on the heap as megabytes.
+    const char* pattern = "(abc|def|ghi|jkl){1,60}";
+    CReg b(pattern);
+    const std::size_t before = HeapBytesInUse();
+    ASSERT_GT(before, 0u);
+    for (int i = 0; i < 400; ++i) {
+        CReg c(pattern);
+        b = c;
+    }
+    const std::size_t after = HeapBytesInUse();
+    EXPECT_LT(after, before + 64 * 1024) << "before " << before << ", after " << after;
+    EXPECT_TRUE(b.Match("abcdef"));
 }
 
 TEST(CRegOwnership, SelfAssignmentKeepsThePattern) {
