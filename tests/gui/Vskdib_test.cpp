@@ -361,13 +361,22 @@ TEST(CVskDIBCreate, UnallocatableSizeThrowsRuntimeError) {
     EXPECT_EQ(ErrorOf<std::runtime_error>([] { CVskDIB dib(0x10000, 0x5556); }), "CVskDIB::CVskDIB()");
 }
 
+namespace {
+
+// A failed creation keeps the size it was asked for, and no pixels.
+void ExpectFailedCreation(CVskDIB& dib, int width, int height, int stride) {
+    EXPECT_FALSE(dib.CreateBitmap(width, height));
+    EXPECT_EQ(dib.GetWidth(), width);
+    EXPECT_EQ(dib.GetHeight(), height);
+    EXPECT_EQ(dib.GetStride(), stride);
+    EXPECT_EQ(dib.GetBits(), nullptr);
+}
+
+} // namespace
+
 TEST(CVskDIBCreate, CreateBitmapFailureKeepsTheRecordedSize) {
     CVskDIB dib(2, 2);
-    EXPECT_FALSE(dib.CreateBitmap(65536, 65536));
-    EXPECT_EQ(dib.GetWidth(), 65536);
-    EXPECT_EQ(dib.GetHeight(), 65536);
-    EXPECT_EQ(dib.GetStride(), 196608);
-    EXPECT_EQ(dib.GetBits(), nullptr);
+    ExpectFailedCreation(dib, 65536, 65536, 196608);
     // The object is usable again after a successful creation.
     EXPECT_TRUE(dib.CreateBitmap(3, 1));
     EXPECT_NE(dib.GetBits(), nullptr);
@@ -378,11 +387,7 @@ TEST(CVskDIBCreate, SizeTheSystemCannotMapFailsAsCreateBitmapFailure) {
     // accepts, more than a 32-bit process has free in one piece, so the
     // system's CreateDIBSection itself fails.
     CVskDIB dib(2, 2);
-    EXPECT_FALSE(dib.CreateBitmap(32767, 21000));
-    EXPECT_EQ(dib.GetWidth(), 32767);
-    EXPECT_EQ(dib.GetHeight(), 21000);
-    EXPECT_EQ(dib.GetStride(), 98304);
-    EXPECT_EQ(dib.GetBits(), nullptr);
+    ExpectFailedCreation(dib, 32767, 21000, 98304);
     // The memory context made for the section is kept, as on success.
     EXPECT_EQ(GetObjectType(static_cast<HDC>(dib.GetDC())), DWORD(OBJ_MEMDC));
     EXPECT_EQ(ErrorOf<std::runtime_error>([] { CVskDIB huge(32767, 21000); }), "CVskDIB::CVskDIB()");
