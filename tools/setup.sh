@@ -70,10 +70,20 @@ SRC
 apt_update() {
     [ "$UPDATED" = 1 ] && return 0
     UPDATED=1
-    log "updating package indexes"
+    local attempt
+    for attempt in 1 2 3; do
+        log "updating package indexes"
+        $SUDO apt-get update -qq >/tmp/voskellib-setup-update.log 2>&1 && return 0
+        # A mirror in the middle of a sync serves index files whose size does
+        # not match the release file; that passes within a minute or two. A
+        # failure of the security suite alone is not worth the wait.
+        grep '^E: Failed to fetch' /tmp/voskellib-setup-update.log | grep -qv 'debian-security' || break
+        [ "$attempt" -lt 3 ] && sleep 30
+    done
     # A failing secondary index (see ensure_security_pin) must not stop us;
     # a missing package is reported below by apt-get install itself.
-    $SUDO apt-get update -qq >/dev/null 2>&1 || log "apt-get update reported errors; continuing"
+    log "apt-get update reported errors; continuing"
+    tail -n 5 /tmp/voskellib-setup-update.log >&2
 }
 
 ensure_packages() {
