@@ -24,7 +24,15 @@ HANDLE CreateFileDocumented(const char* name, DWORD access, DWORD share, DWORD d
 /// A handle without a file pointer (a pipe) reads as the system reads it.
 ///
 /// Wine does not apply byte-range locks to reads;
-/// tests/files/File_platform_test.cpp pins it.
+/// tests/files/File_platform_test.cpp pins it. Where the system applies them
+/// (Windows), this is ReadFile itself. Under Wine a caller's exclusive lock
+/// of exactly the read's first byte, or of exactly the rest of the range,
+/// becomes shared by the check: the system releases the oldest lock of a
+/// range, and the check's own locks cannot be told from the caller's.
 BOOL ReadFileDocumented(HANDLE file, void* buffer, DWORD size, DWORD* got);
+
+/// Whether this system's ReadFile ignores other handles' byte-range locks
+/// (Wine's does), so that ReadFileDocumented checks them itself.
+bool PlatformReadsIgnoreLocks();
 
 } // namespace vsk::detail

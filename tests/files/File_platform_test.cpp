@@ -150,9 +150,38 @@ TEST(ReadFileDocumented, SharedLocksOfOthersDoNotStopReading) {
     CloseHandle(locker);
 }
 
-TEST(ReadFileDocumented, PlatformReadOfALockedRangeIsReported) {
-    // Not an expectation: shows whether this platform needs the check above
-    // (Windows refuses the read; Wine reads).
+TEST(ReadFileDocumented, CallersOwnExclusiveLockOfExactlyTheReadRangeStaysExclusive) {
+    // The usual record lock: lock a record, read it, write it, unlock it.
+    vsktest::CTempDir dir;
+    const std::string path = dir.File("record");
+    vsktest::WriteFileBytes(path, "0123456789");
+    const HANDLE owner = OpenShared(path);
+    const HANDLE other = OpenShared(path);
+    ASSERT_NE(INVALID_HANDLE_VALUE, owner);
+    ASSERT_NE(INVALID_HANDLE_VALUE, other);
+    for (const DWORD length : {10u, 4u}) {
+        SCOPED_TRACE(length);
+        ASSERT_TRUE(LockFile(owner, 2, 0, length - 2, 0));
+        BOOL ok = FALSE;
+        DWORD error = 0;
+        EXPECT_EQ(std::string("0123456789").substr(2, length - 2), ReadAt(owner, 2, length - 2, ok, error));
+        EXPECT_TRUE(ok) << vsktest::Win32ErrorText(error);
+        // Still exclusive: the other handle can neither read nor share it.
+        EXPECT_EQ("", ReadAt(other, 2, 1, ok, error));
+        EXPECT_FALSE(ok);
+        OVERLAPPED at{};
+        at.Offset = 2;
+        EXPECT_FALSE(LockFileEx(other, LOCKFILE_FAIL_IMMEDIATELY, 0, length - 2, 0, &at));
+        EXPECT_TRUE(UnlockFile(owner, 2, 0, length - 2, 0));
+        EXPECT_FALSE(UnlockFile(owner, 2, 0, length - 2, 0)) << "the read left no lock of its own behind";
+    }
+    CloseHandle(other);
+    CloseHandle(owner);
+}
+
+TEST(ReadFileDocumented, ReadsAreCheckedExactlyWhereThePlatformIgnoresLocks) {
+    // Windows refuses this read itself; Wine reads, and there the library
+    // checks the locks.
     vsktest::CTempDir dir;
     const std::string path = dir.File("locked");
     vsktest::WriteFileBytes(path, "0123456789");
@@ -161,9 +190,10 @@ TEST(ReadFileDocumented, PlatformReadOfALockedRangeIsReported) {
     ASSERT_TRUE(LockFile(locker, 0, 0, 10, 0));
     char buffer[10];
     DWORD got = 0;
-    const BOOL ok = ReadFile(reader, buffer, 10, &got, nullptr);
+    const BOOL read = ReadFile(reader, buffer, 10, &got, nullptr);
+    EXPECT_EQ(read != FALSE, vsk::detail::PlatformReadsIgnoreLocks());
     std::printf("platform ReadFile of a range another handle locked: %s\n",
-                ok ? "read (deviation)" : "refused");
+                read ? "read (deviation)" : "refused");
     UnlockFile(locker, 0, 0, 10, 0);
     CloseHandle(reader);
     CloseHandle(locker);
