@@ -199,19 +199,26 @@ TEST(ReadFileDocumented, ReadsAreCheckedExactlyWhereThePlatformIgnoresLocks) {
     CloseHandle(locker);
 }
 
-TEST(CreateFileDocumented, PlatformOpenOfAReadOnlyFileForWritingIsReported) {
-    // Not an expectation: shows whether this platform needs the check above
-    // (Windows refuses; Wine run as root accepts and truncates).
+TEST(CreateFileDocumented, PlatformOpenOfAReadOnlyFileForWritingIsRefusedOrTruncates) {
+    // The two behaviours the check above stands between: Windows refuses
+    // with ERROR_ACCESS_DENIED; Wine run as root accepts and truncates.
     vsktest::CTempDir dir;
     const std::string path = dir.File("ro.txt");
     CReadOnlyFile file(path);
     ASSERT_TRUE(file.IsSet());
+    SetLastError(0);
     const HANDLE h = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
                                  nullptr);
+    const DWORD error = GetLastError();
     std::printf("platform CreateFileA(CREATE_ALWAYS) of a read-only file: %s\n",
                 h != INVALID_HANDLE_VALUE ? "accepted (deviation)" : "refused");
-    if (h != INVALID_HANDLE_VALUE)
+    if (h != INVALID_HANDLE_VALUE) {
         CloseHandle(h);
+        EXPECT_EQ("", vsktest::ReadFileBytes(path)) << "accepted without truncating";
+    } else {
+        EXPECT_EQ(static_cast<DWORD>(ERROR_ACCESS_DENIED), error);
+        EXPECT_EQ("keep", vsktest::ReadFileBytes(path));
+    }
 }
 
 } // namespace
