@@ -78,7 +78,10 @@ struct CText {
 // Replaces every `token` in `text` from left to right, as CVskStr::ReplaceAll
 // does: a match starts only on a character boundary (never on the trail byte
 // of a double-byte character), the search goes on after the inserted text,
-// and the search ends at the first NUL (bytes after it are kept as they are).
+// and the search ends at the first NUL. The result is a copy of the pattern
+// that shares its text until the first replacement, which gives it a private
+// text made from its C-string view: from then on the bytes after the first
+// NUL are gone. Without a replacement they stay.
 // `make` gives the inserted text and runs only when the token occurs.
 // `scratch` is working storage.
 template <typename Make>
@@ -107,7 +110,7 @@ void ReplaceToken(std::string& text, std::string& scratch, const CVskStr& token,
         i += (lead[static_cast<unsigned char>(text[i])] && i + 1 < end) ? 2 : 1;
     }
     if (found) {
-        scratch.append(text, copied, std::string::npos);
+        scratch.append(text, copied, end - copied);
         text.swap(scratch);
     }
 }

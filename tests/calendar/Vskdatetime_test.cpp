@@ -787,10 +787,20 @@ TEST_F(DatetimeJst, FormatSearchesDoubleByteCharactersAsCharacters) {
     EXPECT_EQ(Str(d.Format("年YYYY月MM")), "年2007月03");
 }
 
-TEST_F(DatetimeJst, FormatSearchStopsAtTheFirstNulAsReplaceAllDoes) {
+TEST_F(DatetimeJst, FormatTreatsANulAsReplaceAllOnACopyDoes) {
+    // The search stops at the first NUL; the first replacement makes the
+    // copy private from its C-string view, which drops the bytes after it.
     const CVskDatetime d(20070305, 90407);
-    const vskstr::CVskStr pattern("MM\0MM", 5);
-    EXPECT_EQ(Str(d.Format(pattern)), std::string("03\0MM", 5));
+    for (const std::string& text : {std::string("MM\0MM", 5), std::string("x\0MM", 4), std::string("aMb\0M", 5)}) {
+        SCOPED_TRACE(::testing::PrintToString(text));
+        const vskstr::CVskStr pattern(text.data(), static_cast<int>(text.size()));
+        vskstr::CVskStr model(pattern);
+        model.ReplaceAll("MM", "03");
+        model.ReplaceAll("M", "3");
+        EXPECT_EQ(Str(d.Format(pattern)), Str(model));
+    }
+    EXPECT_EQ(Str(d.Format(vskstr::CVskStr("MM\0MM", 5))), "03");
+    EXPECT_EQ(Str(d.Format(vskstr::CVskStr("x\0MM", 4))), std::string("x\0MM", 4));
 }
 
 TEST_F(DatetimeJst, FormatKeepsALoneLeadByteAtTheEnd) {
