@@ -190,6 +190,13 @@ CVskStrBase<T>& CVskStrBase<T>::Replace(int first, int last, const CVskStrBase& 
 // match, searching again after the inserted text, and so on would give.
 template <typename T>
 CVskStrBase<T>& CVskStrBase<T>::ReplaceAll(const CVskStrBase& pattern, const CVskStrBase& with) {
+    if (&with == this) {
+        // The replacement text is this string, which each replacement
+        // changes: replace, then search on after the new length.
+        for (int from = 0, p; (p = Pos(pattern, from)) >= 0; from = p + with.Length())
+            Replace(p, p + pattern.Length() - 1, with);
+        return *this;
+    }
     int match = Pos(pattern, 0);
     if (match < 0)
         return *this;

@@ -308,6 +308,27 @@ TEST(CVskStrReplaceAll, LeavesTrailBytesFiveCAlone) {
     EXPECT_EQ(std::string("a/") + kHyou + "/" + kSo, Bytes(s));
 }
 
+TEST(CVskStrReplaceAll, ByTheStringItselfInsertsItsTextAsItIsAtEachStep) {
+    // The first replacement makes the string longer than any later match
+    // position, so the search ends there.
+    CVskStr s("aa");
+    s.ReplaceAll("a", s);
+    EXPECT_EQ("aaa", Bytes(s));
+    CVskStr t("abab");
+    t.ReplaceAll("b", t);
+    EXPECT_EQ("aababab", Bytes(t));
+    // A different string that shares the text is an ordinary replacement.
+    CVskStr u("aa");
+    const CVskStr sharer(u);
+    u.ReplaceAll("a", sharer);
+    EXPECT_EQ("aaaa", Bytes(u));
+    EXPECT_EQ("aa", Bytes(sharer));
+    // As the search text too, the string matches itself once.
+    CVskStr v("ab");
+    v.ReplaceAll(v, v);
+    EXPECT_EQ("ab", Bytes(v));
+}
+
 TEST(CVskStrReplaceAll, ReturnsThisString) {
     CVskStr s("x");
     EXPECT_EQ(&s, &s.ReplaceAll("x", "y"));
