@@ -84,6 +84,8 @@ int NextFormatSize(int length, const char* overflowMessage) {
     return static_cast<int>(n);
 }
 
+int NextNarrowFormatSize(int length) { return NextFormatSize(length, kFormatOverflowMessage); }
+
 } // namespace vsk::detail
 
 namespace vskstr {
@@ -168,7 +170,7 @@ CVskStr& CVskStr::FormatV(const char* format, va_list args) {
     // Most lines fit the first size (257 bytes): that pass writes into a
     // buffer on the stack and the string is made from the result, which
     // spares allocating and clearing a 257-byte working text.
-    const int firstCount = vsk::detail::NextFormatSize(0, kFormatOverflowMessage);
+    const int firstCount = vsk::detail::NextNarrowFormatSize(0);
     char first[kFormatFirstSize];
     static_assert(sizeof first >= 257, "the first pass needs 257 bytes");
     if (g_formatPassObserver)
@@ -191,7 +193,7 @@ CVskStr& CVskStr::FormatV(const char* format, va_list args) {
     CVskStr work;
     work.MutableText().resize(firstCount);
     for (;;) {
-        const int count = vsk::detail::NextFormatSize(work.Length(), kFormatOverflowMessage);
+        const int count = vsk::detail::NextNarrowFormatSize(work.Length());
         std::string& text = work.MutableText();
         text.resize(count);
         if (g_formatPassObserver)

@@ -158,4 +158,7 @@ VSK_API FormatPassObserver SetFormatPassObserver(FormatPassObserver observer);
 /// 2147483647; std::length_error when the size passes 2147483647.
 VSK_API int NextFormatSize(int length, const char* overflowMessage);
 
+/// NextFormatSize with the narrow Format's message, as Format uses it.
+VSK_API int NextNarrowFormatSize(int length);
+
 } // namespace vsk::detail

@@ -302,6 +302,14 @@ TEST(CVskStrSaveToFile, WritesTheFullLengthWithNuls) {
     EXPECT_EQ(std::string("\0a\0\0b\0", 6), vsktest::ReadFileBytes(path));
 }
 
+TEST(CVskStrSaveToFile, WriteThatFailsThrowsTheWriteMessage) {
+    // A pipe whose reader has gone opens, but takes no bytes.
+    vsktest::CPipeWithoutReader pipe("str-save");
+    ASSERT_TRUE(pipe.Ok());
+    const CVskStr text(std::string(10000, 'x').c_str());
+    EXPECT_EQ(kWriteFailed, MessageOf<std::runtime_error>([&] { text.SaveToFile(pipe.Name().c_str()); }));
+}
+
 TEST(CVskStrSaveToFile, FileThatCannotBeCreatedThrowsTheOpenMessage) {
     CTempDir dir;
     EXPECT_EQ(kOpenFailed, MessageOf<std::runtime_error>([&] { CVskStr("x").SaveToFile(dir.File("no\\such").c_str()); }));

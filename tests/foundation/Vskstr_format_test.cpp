@@ -121,9 +121,9 @@ TEST(NextFormatSize, FollowsTheGrowthRule) {
     EXPECT_EQ(0x7FFFFFFF, vsk::detail::NextFormatSize(0x3FFFFFFE, message));
 }
 
-TEST(NextFormatSize, LargestWorkingSizeThrowsTheMaximumSizeMessage) {
+TEST(NextNarrowFormatSize, LargestWorkingSizeThrowsTheMaximumSizeMessage) {
     try {
-        vsk::detail::NextFormatSize(INT_MAX - 1, "CVskStr::Format() : 処理可能な最大サイズを超えました");
+        vsk::detail::NextNarrowFormatSize(INT_MAX - 1);
         FAIL() << "no exception";
     } catch (const std::runtime_error& e) {
         EXPECT_EQ(std::string("CVskStr::Format() : "

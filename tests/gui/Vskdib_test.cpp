@@ -731,35 +731,17 @@ TEST(CVskDIBFile, SaveToUnwritablePathThrows) {
     EXPECT_EQ(ErrorOf<std::runtime_error>([&] { dib.SaveToFile(dir.Path().c_str()); }), "CVskDIB::SaveToFile()");
 }
 
-// Thread routine: waits until a client has opened the pipe, then closes
-// the reading end.
-DWORD WINAPI CloseOnceConnected(void* pipe) {
-    ConnectNamedPipe(pipe, nullptr);
-    return CloseHandle(pipe) ? 0 : 1;
-}
-
-// A pipe whose reading end is gone takes no bytes: the save must throw
-// whether the rows fail while it writes (a bitmap larger than the stream's
-// buffer) or only when the last of them are flushed (a small one).
 TEST(CVskDIBFile, SaveToAPipeWithoutReaderThrows) {
+    // The save's writes fail whether the rows fail while it writes (a bitmap
+    // larger than the stream's buffer) or only when the last of them are
+    // flushed (a small one).
     for (const int height : {2, 200}) {
         SCOPED_TRACE("height " + std::to_string(height));
-        const std::string name = "\\\\.\\pipe\\vskdib-save-" + std::to_string(GetCurrentProcessId()) + "-" +
-                                 std::to_string(height);
-        HANDLE server = CreateNamedPipeA(name.c_str(), PIPE_ACCESS_INBOUND, PIPE_TYPE_BYTE | PIPE_WAIT, 1, 4096, 4096,
-                                         0, nullptr);
-        ASSERT_NE(server, INVALID_HANDLE_VALUE) << vsktest::Win32ErrorText(GetLastError());
+        vsktest::CPipeWithoutReader pipe("dib-" + std::to_string(height));
+        ASSERT_TRUE(pipe.Ok());
         CVskDIB dib(1000, height); // 3000-byte rows: 600,000 bytes at height 200
         FillPattern(dib, 0x21);
-        // The save opens the pipe's other end; the reader goes as soon as
-        // that open has happened. The pipe holds 4096 bytes, less than
-        // either save writes, so the save's writes fail whether they come
-        // before or after the reader has gone.
-        HANDLE closer = CreateThread(nullptr, 0, CloseOnceConnected, server, 0, nullptr);
-        ASSERT_NE(closer, nullptr);
-        EXPECT_EQ(ErrorOf<std::runtime_error>([&] { dib.SaveToFile(name.c_str()); }), "CVskDIB::SaveToFile()");
-        EXPECT_EQ(WaitForSingleObject(closer, 10000), WAIT_OBJECT_0);
-        CloseHandle(closer);
+        EXPECT_EQ(ErrorOf<std::runtime_error>([&] { dib.SaveToFile(pipe.Name().c_str()); }), "CVskDIB::SaveToFile()");
     }
 }
 

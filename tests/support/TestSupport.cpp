@@ -98,4 +98,39 @@ std::string Hex32(std::uintptr_t value) {
     return buffer;
 }
 
+namespace {
+
+// Waits until a writer has opened the pipe, then closes the reading end.
+DWORD WINAPI CloseOnceConnected(void* pipe) {
+    ConnectNamedPipe(pipe, nullptr);
+    CloseHandle(pipe);
+    return 0;
+}
+
+} // namespace
+
+CPipeWithoutReader::CPipeWithoutReader(const std::string& tag)
+    : m_name("\\\\.\\pipe\\vsk-no-reader-" + std::to_string(GetCurrentProcessId()) + "-" + tag) {
+    HANDLE server = CreateNamedPipeA(m_name.c_str(), PIPE_ACCESS_INBOUND, PIPE_TYPE_BYTE | PIPE_WAIT, 1, 4096, 4096,
+                                     0, nullptr);
+    if (server == INVALID_HANDLE_VALUE)
+        return;
+    m_closer = CreateThread(nullptr, 0, CloseOnceConnected, server, 0, nullptr);
+    if (!m_closer)
+        CloseHandle(server);
+}
+
+CPipeWithoutReader::~CPipeWithoutReader() {
+    if (!m_closer)
+        return;
+    // A pipe nobody opened: open it, so that the thread stops waiting.
+    if (WaitForSingleObject(m_closer, 0) == WAIT_TIMEOUT) {
+        HANDLE client = CreateFileA(m_name.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        if (client != INVALID_HANDLE_VALUE)
+            CloseHandle(client);
+    }
+    WaitForSingleObject(m_closer, 10000);
+    CloseHandle(m_closer);
+}
+
 } // namespace vsktest

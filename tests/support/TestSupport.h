@@ -34,6 +34,27 @@ std::string ReadFileBytes(const std::string& path);
 /// Writes `bytes` to a file, replacing it; throws std::runtime_error when it cannot.
 void WriteFileBytes(const std::string& path, const std::string& bytes);
 
+/// A named pipe whose reading end closes as soon as a writer has opened the
+/// other end (by name). It holds 4096 bytes, so a write of more fails whether
+/// it comes before or after the close.
+class CPipeWithoutReader {
+public:
+    /// `tag` makes the name unique within the process.
+    explicit CPipeWithoutReader(const std::string& tag);
+    ~CPipeWithoutReader();
+    CPipeWithoutReader(const CPipeWithoutReader&) = delete;
+    CPipeWithoutReader& operator=(const CPipeWithoutReader&) = delete;
+
+    /// False when the pipe or its closing thread could not be made.
+    bool Ok() const { return m_closer != nullptr; }
+    /// The name a writer opens ("\\.\pipe\...").
+    const std::string& Name() const { return m_name; }
+
+private:
+    std::string m_name;
+    void* m_closer = nullptr; // the thread that closes the reading end
+};
+
 /// The lines of `text`, without their "\n" ends.
 std::vector<std::string> SplitLines(const std::string& text);
 
