@@ -26,10 +26,14 @@ TEST(CCloneable, CloneThroughTheInterfaceGivesAnOwnedCopy) {
     EXPECT_NE(&triangle, copy.get());
 }
 
-TEST(CCloneable, AssignmentCopiesOnlyTheDerivedState) {
+TEST(CCloneable, AssignmentCopiesOnlyTheDerivedStateAndReturnsTheTarget) {
     CShape a(3), b(4);
     a = b;
     EXPECT_EQ(4, a.Sides());
+    // The interface's own assignment returns the object assigned to.
+    vsk::CCloneable& base = a;
+    const vsk::CCloneable& other = b;
+    EXPECT_EQ(&base, &(base = other));
 }
 
 } // namespace

@@ -1,11 +1,11 @@
 // CommFuncBCB_test.cpp - tests of vsk::bcb::CReg, the regular-expression wrapper.
 #include "framework/CommFuncBCB.h"
+#include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <pcre2posix.h>
 
 #include <cstring>
-#include <malloc.h>
 #include <stdexcept>
 #include <string>
 
@@ -277,33 +277,18 @@ TEST(CRegOwnership, AssignmentMovesThePatternAndReleasesTheOldOne) {
     EXPECT_FALSE(b.Match("ab"));
 }
 
-namespace {
-
-// Bytes in use on the C runtime's heap, where the compiled patterns live.
-std::size_t HeapBytesInUse() {
-    std::size_t used = 0;
-    _HEAPINFO entry{};
-    while (_heapwalk(&entry) == _HEAPOK) {
-        if (entry._useflag == _USEDENTRY)
-            used += entry._size;
-    }
-    return used;
-}
-
-} // namespace
-
 TEST(CRegOwnership, AssignmentFreesThePatternItReplaces) {
     // A pattern whose compiled form takes kilobytes: 400 replaced patterns
     // that were not freed would stay on the heap as megabytes.
     const char* pattern = "(abc|def|ghi|jkl){1,60}";
     CReg b(pattern);
-    const std::size_t before = HeapBytesInUse();
+    const std::size_t before = vsktest::CrtHeapBytesInUse();
     ASSERT_GT(before, 0u);
     for (int i = 0; i < 400; ++i) {
         CReg c(pattern);
         b = c;
     }
-    const std::size_t after = HeapBytesInUse();
+    const std::size_t after = vsktest::CrtHeapBytesInUse();
     EXPECT_LT(after, before + 64 * 1024) << "before " << before << ", after " << after;
     EXPECT_TRUE(b.Match("abcdef"));
 }

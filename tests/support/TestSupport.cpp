@@ -4,6 +4,7 @@
 #include "platform/Win32.h"
 
 #include <atomic>
+#include <malloc.h>
 #include <cstdio>
 #include <sstream>
 #include <stdexcept>
@@ -131,6 +132,16 @@ CPipeWithoutReader::~CPipeWithoutReader() {
     }
     WaitForSingleObject(m_closer, 10000);
     CloseHandle(m_closer);
+}
+
+std::size_t CrtHeapBytesInUse() {
+    std::size_t used = 0;
+    _HEAPINFO entry{};
+    while (_heapwalk(&entry) == _HEAPOK) {
+        if (entry._useflag == _USEDENTRY)
+            used += entry._size;
+    }
+    return used;
 }
 
 } // namespace vsktest

@@ -1,6 +1,7 @@
 // TestSupport.h - helpers shared by the test suites.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -54,6 +55,9 @@ private:
     std::string m_name;
     void* m_closer = nullptr; // the thread that closes the reading end
 };
+
+/// Bytes in use on the C runtime's heap (malloc, new), walked block by block.
+std::size_t CrtHeapBytesInUse();
 
 /// The lines of `text`, without their "\n" ends.
 std::vector<std::string> SplitLines(const std::string& text);

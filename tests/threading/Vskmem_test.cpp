@@ -3,6 +3,7 @@
 // as it was.
 #include "threading/Vskmem.h"
 
+#include "tests/support/TestSupport.h"
 #include "tests/threading/ImportSlots.h"
 
 #include <gtest/gtest.h>
@@ -433,14 +434,18 @@ TEST(CVskMem, FailuresAreRuntimeErrors) {
 
 TEST(CVskMem, DeletingThroughTheVirtualDestructorFreesTheBuffer) {
     struct CDerived : CVskMem {
-        explicit CDerived(bool* gone) : CVskMem(4, 0), m_gone(gone) {}
+        explicit CDerived(bool* gone) : CVskMem(1 << 20, 0), m_gone(gone) {}
         ~CDerived() override { *m_gone = true; }
         bool* m_gone;
     };
     bool gone = false;
+    const std::size_t before = vsktest::CrtHeapBytesInUse();
     CVskMem* mem = new CDerived(&gone);
+    EXPECT_GE(vsktest::CrtHeapBytesInUse(), before + (1 << 20));
     delete mem;
     EXPECT_TRUE(gone);
+    // The base's destructor ran too: the mebibyte is back.
+    EXPECT_LT(vsktest::CrtHeapBytesInUse(), before + 4096);
 }
 
 } // namespace
