@@ -61,8 +61,9 @@ public:
     /// A pooled block when `size` fits the block size; otherwise a plain heap
     /// block from operator new(size), which the pool does not track and which
     /// must be released with operator delete, never with free().
-    /// Errors: null when the heap cannot give the chunk (or the plain block);
-    /// operator new failures surface as null, not as exceptions.
+    /// Errors: null when the heap cannot give the chunk (or the plain block).
+    /// Remembering a handed-out block needs memory too: when that fails, the
+    /// block goes back on the free list and std::bad_alloc passes through.
     void* alloc(unsigned int size) override;
 
     /// Puts a block that alloc handed out back on the free list; null is

@@ -19,7 +19,8 @@ public:
     struct Box {
         std::string caption;
         std::string text;
-        int buttons = 0; // push buttons of the box
+        int buttons = 0;   // push buttons of the box
+        bool icon = false; // whether it shows an icon (MB_ICONERROR and the like)
     };
 
     explicit CMessageBoxWatcher(DWORD threadId = GetCurrentThreadId())
@@ -49,6 +50,12 @@ private:
         GetDlgItemTextA(window, 0xFFFF, text, sizeof text);
         box.text = text;
         EnumChildWindows(window, &CMessageBoxWatcher::CountButton, reinterpret_cast<LPARAM>(&box.buttons));
+        // The icon's control: 20 on Windows, 0x440 in Wine's template; in a
+        // box without an icon it holds none.
+        for (const int id : {20, 0x440}) {
+            const HWND icon = GetDlgItem(window, id);
+            box.icon = box.icon || (icon && SendMessageA(icon, STM_GETICON, 0, 0) != 0);
+        }
         self->m_boxes.push_back(box);
         PostMessageA(window, WM_COMMAND, IDOK, 0);
         return FALSE;

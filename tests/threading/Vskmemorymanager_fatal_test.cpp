@@ -80,7 +80,18 @@ void ExpectFatalBox(const ChildResult& child, const std::string& text) {
     EXPECT_EQ(child.boxes[0].text, text);
     EXPECT_EQ(child.boxes[0].caption, DefaultCaption());
     EXPECT_EQ(child.boxes[0].buttons, 1) << "one OK button";
+    EXPECT_FALSE(child.boxes[0].icon) << "a plain MB_OK box";
     EXPECT_EQ(child.exitCode, 1u);
+}
+
+TEST(CMemoryManagerPoolFatal, ControlTheWatcherSeesAnIconWhereABoxHasOne) {
+    CMessageBoxWatcher watcher;
+    MessageBoxA(nullptr, "icon probe", nullptr, MB_OK | MB_ICONERROR);
+    MessageBoxA(nullptr, "plain probe", nullptr, MB_OK);
+    const std::vector<CMessageBoxWatcher::Box> boxes = watcher.Boxes();
+    ASSERT_EQ(boxes.size(), 2u);
+    EXPECT_TRUE(boxes[0].icon);
+    EXPECT_FALSE(boxes[1].icon);
 }
 
 TEST(CMemoryManagerPoolFatal, ControlChildEndsNormallyWithoutABox) {
