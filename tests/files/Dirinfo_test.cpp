@@ -208,13 +208,10 @@ TEST(CDirInfo, TheSearchHandleIsClosedWhenTheListingEnds) {
     ASSERT_EQ(0, info.GetDirInfo(dir.File("sub\\*.*").c_str()));
     // An open search would keep the folder from being removed on Windows, and
     // would show up as a handle in the count.
-    DWORD before = 0;
-    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &before));
+    const unsigned long before = vsktest::OpenHandleCount();
     for (int i = 0; i < 20; ++i)
         ASSERT_EQ(0, info.GetDirInfo(dir.File("sub\\*.*").c_str()));
-    DWORD after = 0;
-    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &after));
-    EXPECT_EQ(before, after);
+    EXPECT_EQ(before, vsktest::OpenHandleCount());
     ASSERT_TRUE(DeleteFileA(dir.File("sub\\a").c_str()));
     EXPECT_TRUE(RemoveDirectoryA(dir.File("sub").c_str())) << vsktest::Win32ErrorText(GetLastError());
 }

@@ -800,13 +800,10 @@ TEST(CVskFile, ExistsFindsFilesFoldersAndWildCardMatches) {
 TEST(CVskFile, ExistsClosesItsSearch) {
     CTempDir dir;
     vsktest::WriteFileBytes(dir.File("x"), "");
-    DWORD before = 0;
-    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &before));
+    const unsigned long before = vsktest::OpenHandleCount();
     for (int i = 0; i < 50; ++i)
         ASSERT_TRUE(CVskFile::Exists(dir.File("x").c_str()));
-    DWORD after = 0;
-    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &after));
-    EXPECT_EQ(before, after);
+    EXPECT_EQ(before, vsktest::OpenHandleCount());
 }
 
 TEST(CVskFile, CanReadAndCanWriteFollowTheTable) {

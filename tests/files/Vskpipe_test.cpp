@@ -250,9 +250,13 @@ TEST(CVskPipe, DestructorClosesBothEnds) {
 
 TEST(CreateProcessA, NullProcessAndThreadPointersCloseBothAndStillReturnTrue) {
     std::string command = ChildCommand("exit 0");
-    EXPECT_TRUE(vsk::CreateProcessA(nullptr, &command[0], SW_HIDE, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                    nullptr))
-        << vsktest::Win32ErrorText(GetLastError());
+    const unsigned long before = vsktest::OpenHandleCount();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(vsk::CreateProcessA(nullptr, &command[0], SW_HIDE, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                        nullptr))
+            << vsktest::Win32ErrorText(GetLastError());
+    }
+    EXPECT_EQ(before, vsktest::OpenHandleCount()) << "no process or thread handle is left open";
 }
 
 TEST(CreateProcessA, HandsOverTheProcessAndThreadHandles) {

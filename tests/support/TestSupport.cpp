@@ -4,6 +4,7 @@
 #include "platform/Win32.h"
 
 #include <atomic>
+#include <cstdint>
 #include <malloc.h>
 #include <cstdio>
 #include <sstream>
@@ -132,6 +133,16 @@ CPipeWithoutReader::~CPipeWithoutReader() {
     }
     WaitForSingleObject(m_closer, 10000);
     CloseHandle(m_closer);
+}
+
+unsigned long OpenHandleCount() {
+    unsigned long count = 0;
+    for (std::uintptr_t value = 4; value < 0x10000; value += 4) {
+        DWORD flags = 0;
+        if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags))
+            ++count;
+    }
+    return count;
 }
 
 std::size_t CrtHeapBytesInUse() {

@@ -143,18 +143,7 @@ DWORD ExitCodeOf(HANDLE thread) {
     return code;
 }
 
-// The process's open handles, counted by asking the system about every
-// handle value in turn: Wine's GetProcessHandleCount succeeds but always
-// reports 0, so the tests cannot read the count from it.
-DWORD HandleCount() {
-    DWORD count = 0;
-    for (std::uintptr_t value = 4; value < 0x10000; value += 4) {
-        DWORD flags = 0;
-        if (GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags))
-            ++count;
-    }
-    return count;
-}
+DWORD HandleCount() { return vsktest::OpenHandleCount(); }
 
 // Runs one plain thread to its end: its start deletes the pool's finished
 // objects.
