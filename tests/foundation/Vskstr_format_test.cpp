@@ -98,6 +98,16 @@ TEST(CVskStrFormat, OwnTextAsArgumentIsReadBeforeItChanges) {
     EXPECT_EQ("[abc|abc]", Bytes(s));
 }
 
+TEST_F(FormatPasses, OwnTextAsArgumentSurvivesEveryPass) {
+    // 300 bytes twice: the first two passes are too small, and each pass
+    // must still read the old text.
+    const std::string old(300, 'q');
+    CVskStr s(old.c_str());
+    s.Format("<%s|%s>", s.c_str(), s.c_str());
+    EXPECT_EQ("<" + old + "|" + old + ">", Bytes(s));
+    EXPECT_EQ((std::vector<int>{257, 517, 1037}), g_passes);
+}
+
 TEST(CVskStrFormat, ReturnsThisStringAndLeavesCopiesAlone) {
     CVskStr s("old");
     CVskStr copy(s);
