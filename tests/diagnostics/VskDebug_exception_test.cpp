@@ -6,10 +6,13 @@
 #include "platform/Seh.h"
 #include "tests/support/TestSupport.h"
 
+#include <tlhelp32.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdio>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -370,6 +373,24 @@ TEST(ExceptionReport, ModulesAreListedOnceEachInIncreasingBaseOrderWithTheirPath
         " " + Hex32(reinterpret_cast<std::uintptr_t>(GetModuleHandleA("kernel32.dll"))) + " : ";
     EXPECT_NE(report.npos, report.find(kernelLine)) << "system DLLs are listed too";
     EXPECT_EQ("", lines.back()) << "the closing empty line";
+}
+
+TEST(ExceptionReport, ModulesAreEveryModuleTheSystemListsForTheProcess) {
+    CONTEXT context = HandMadeContext(0x00010007);
+    const std::string report = ReportOf(context);
+    const std::vector<std::string> lines = SplitLines(report.substr(report.find("<Load Modules>\n")));
+    const std::multiset<std::string> reported(lines.begin() + 1, lines.end() - 1);
+    // The system's own list, taken another way (a module snapshot).
+    std::multiset<std::string> listed;
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPMODULE, GetCurrentProcessId());
+    ASSERT_NE(snapshot, INVALID_HANDLE_VALUE);
+    MODULEENTRY32 module{};
+    module.dwSize = sizeof module;
+    for (BOOL more = Module32First(snapshot, &module); more; more = Module32Next(snapshot, &module))
+        listed.insert(" " + Hex32(reinterpret_cast<std::uintptr_t>(module.modBaseAddr)) + " : " + module.szExePath);
+    CloseHandle(snapshot);
+    ASSERT_GT(listed.size(), 3u);
+    EXPECT_EQ(listed, reported);
 }
 
 TEST(ReportGuard, AccessViolationGivesTheCompleteReportAndTheUnexpectedExceptionMessage) {
