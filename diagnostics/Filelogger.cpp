@@ -4,6 +4,7 @@
 #include "platform/Stdio.h"
 
 #include <atomic>
+#include <cstdarg>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +13,7 @@
 #include <fcntl.h>
 #include <io.h>
 #include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -39,6 +41,8 @@ char g_timestamp[32];
 // flush. Their writers do not hold the lock, so closing the stream waits for
 // them: the stream is never closed under a line that is being written.
 std::atomic<int> g_writers{0};
+// The calling thread's share of g_writers.
+thread_local int t_linesWriting = 0;
 
 // Append, text; "N" keeps the handle out of child processes, which would
 // otherwise keep the file open and make the rotation's rename fail.
@@ -156,11 +160,37 @@ void CheckSizeAndRotate() {
     Rotate();
 }
 
-// The C runtime's own vfprintf (msvcrt.dll), not the toolchain's replacement
-// that <cstdio> selects for C++: its format conventions are those the log's
-// callers write, and it holds the stream's lock across one call, so text that
-// threads write at the same moment interleaves only between calls.
-void WriteFormatted(FILE* stream, const char* format, std::va_list args) { __ms_vfprintf(stream, format, args); }
+// Writes the text of `format` with `args`, as the C runtime's own vfprintf
+// (msvcrt.dll, not the toolchain's replacement that <cstdio> selects for
+// C++) would: its format conventions are those the log's callers write. The
+// text is formatted first and then written with one fwrite, which holds the
+// stream's lock across the whole text as vfprintf would, so text that
+// threads write at the same moment still interleaves only between calls.
+// Formatting outside the stream's lock matters when an argument cannot be
+// read: the fault then leaves no stream locked for good.
+void WriteFormatted(FILE* stream, const char* format, std::va_list args) {
+    char small[512];
+    std::va_list first;
+    va_copy(first, args);
+    const int fitted = _vsnprintf(small, sizeof small, format, first);
+    va_end(first);
+    if (fitted >= 0 && fitted < static_cast<int>(sizeof small)) {
+        std::fwrite(small, 1, static_cast<std::size_t>(fitted), stream);
+        return;
+    }
+    std::va_list counting;
+    va_copy(counting, args);
+    const int length = _vscprintf(format, counting);
+    va_end(counting);
+    if (length < 0)
+        return;
+    std::string text(static_cast<std::size_t>(length) + 1, '\0');
+    std::va_list second;
+    va_copy(second, args);
+    _vsnprintf(&text[0], text.size(), format, second);
+    va_end(second);
+    std::fwrite(text.data(), 1, static_cast<std::size_t>(length), stream);
+}
 
 // Length of `text` without its trailing CR and LF characters.
 int TrimmedLength(const char* text, int length) {
@@ -206,15 +236,36 @@ void FileLoggerVPutLine(const char* format, std::va_list args) {
             CLogLock lock;
             stream = ObtainStream();
             ++g_writers;
+            ++t_linesWriting;
         }
         WriteFormatted(stream, format, args);
         std::fputc('\n', stream);
         std::fflush(stream);
+        --t_linesWriting;
         --g_writers;
         CLogLock lock;
         CheckSizeAndRotate();
     } catch (...) {
     }
+}
+
+CLogHold CurrentLogHold() {
+    CLogHold hold{0, t_linesWriting};
+    if (g_sectionReady && reinterpret_cast<DWORD_PTR>(g_section.OwningThread) == GetCurrentThreadId())
+        hold.lockEntries = g_section.RecursionCount;
+    return hold;
+}
+
+void ReturnLogTo(const CLogHold& hold) {
+    while (t_linesWriting > hold.linesWriting) {
+        --t_linesWriting;
+        --g_writers;
+    }
+    if (!g_sectionReady)
+        return;
+    while (reinterpret_cast<DWORD_PTR>(g_section.OwningThread) == GetCurrentThreadId() &&
+           g_section.RecursionCount > hold.lockEntries)
+        LeaveCriticalSection(&g_section);
 }
 
 } // namespace vsk::detail

@@ -94,6 +94,21 @@ VSK_API void FileLoggerVPut(const char* format, std::va_list args);
 /// FileLogger_PutLine with an argument list.
 VSK_API void FileLoggerVPutLine(const char* format, std::va_list args);
 
+/// How far the calling thread holds the log: how often it has entered the
+/// log's lock, and how many lines it is writing. A structured exception
+/// that a guard turns into a C++ exception skips the destructors between
+/// the fault and the guard; the guard takes this before its body and gives
+/// it to ReturnLogTo afterwards, so that a fault inside a log call does not
+/// leave the log held for good.
+struct CLogHold {
+    long lockEntries;
+    int linesWriting;
+};
+VSK_API CLogHold CurrentLogHold();
+/// Leaves the log's lock and ends the lines that the calling thread took
+/// beyond `hold`. Never throws.
+VSK_API void ReturnLogTo(const CLogHold& hold);
+
 } // namespace vsk::detail
 
 /// A scoped hold on a Win32 critical section that counts how often this object

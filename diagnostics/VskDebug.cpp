@@ -320,7 +320,17 @@ void ReportAndThrow(CReportOutput& out, unsigned long code, const EXCEPTION_POIN
 void RunReportGuarded(void (*body)(void*), void* context, CReportOutput& out, const char* file, int line,
                       const char* func) {
     CReportGuard guard{&out, file, line, func};
-    RunSehGuarded(body, context, ReportFilter, &guard);
+    const CLogHold hold = CurrentLogHold();
+    try {
+        RunSehGuarded(body, context, ReportFilter, &guard);
+    } catch (...) {
+        // After a structured exception the frames between the fault and the
+        // guard were left without their destructors; a log call among them
+        // would keep the log held. (After a C++ exception this finds
+        // nothing to return.)
+        ReturnLogTo(hold);
+        throw;
+    }
 }
 
 void RunExceptionFilterGuarded(void (*body)(void*), void* context, const char* file, int line, const char* func) {

@@ -1,6 +1,7 @@
 // VskDebug_exception_test.cpp - the crash report of a structured exception:
 // the name table, registers, the frame-pointer walk, the module list, and
 // real faults inside the report guard.
+#include "diagnostics/Filelogger.h"
 #include "diagnostics/VskDebug.h"
 
 #include "platform/Seh.h"
@@ -391,6 +392,46 @@ TEST(ExceptionReport, ModulesAreEveryModuleTheSystemListsForTheProcess) {
     CloseHandle(snapshot);
     ASSERT_GT(listed.size(), 3u);
     EXPECT_EQ(listed, reported);
+}
+
+namespace {
+
+DWORD WINAPI RunCall(void* call) {
+    reinterpret_cast<void (*)()>(call)();
+    return 0;
+}
+
+// Runs `call` on another thread; false when it has not returned within 10 s
+// (the thread is then left waiting).
+bool ReturnsOnAnotherThread(void (*call)()) {
+    const HANDLE thread = CreateThread(nullptr, 0, RunCall, reinterpret_cast<void*>(call), 0, nullptr);
+    if (!thread)
+        return false;
+    const bool returned = WaitForSingleObject(thread, 10000) == WAIT_OBJECT_0;
+    CloseHandle(thread);
+    return returned;
+}
+
+} // namespace
+
+TEST(ReportGuard, AFaultInsideALogCallLeavesTheLogFreeForOtherThreads) {
+    vsktest::CTempDir dir;
+    const std::string log = dir.File("guard.log");
+    FileLogger_SetLogFileName(log.c_str());
+    const vsk::detail::CLogHold before = vsk::detail::CurrentLogHold();
+    const char* const unreadable = reinterpret_cast<const char*>(1);
+    // FileLogger_Put faults while it holds the log's lock, FileLogger_PutLine
+    // while its line is being written.
+    CCapture put;
+    EXPECT_EQ(std::string(kUnexpectedBytes), Guarded(put, [&] { FileLogger_Put("%s", unreadable); }));
+    CCapture putLine;
+    EXPECT_EQ(std::string(kUnexpectedBytes), Guarded(putLine, [&] { FileLogger_PutLine("%s", unreadable); }));
+    EXPECT_EQ(before.lockEntries, vsk::detail::CurrentLogHold().lockEntries);
+    EXPECT_EQ(before.linesWriting, vsk::detail::CurrentLogHold().linesWriting);
+    ASSERT_TRUE(ReturnsOnAnotherThread([] { FileLogger_PutLine("after the faults"); }));
+    // Setting the name closes the stream, which waits for lines being written.
+    ASSERT_TRUE(ReturnsOnAnotherThread([] { FileLogger_SetLogFileName(nullptr); }));
+    EXPECT_NE(std::string::npos, vsktest::ReadFileBytes(log).find("after the faults\r\n"));
 }
 
 TEST(ReportGuard, AccessViolationGivesTheCompleteReportAndTheUnexpectedExceptionMessage) {
