@@ -86,6 +86,26 @@ HANDLE OpenShared(const std::string& path) {
                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
+// A file of "0123456789" in a folder of its own, open through two handles
+// that share it for reading and writing; all of it goes with the object.
+struct CTwoHandles {
+    vsktest::CTempDir dir;
+    std::string path = dir.File("ten");
+    HANDLE first = INVALID_HANDLE_VALUE;
+    HANDLE second = INVALID_HANDLE_VALUE;
+
+    CTwoHandles() {
+        vsktest::WriteFileBytes(path, "0123456789");
+        first = OpenShared(path);
+        second = OpenShared(path);
+    }
+    ~CTwoHandles() {
+        CloseHandle(second);
+        CloseHandle(first);
+    }
+    bool Ok() const { return first != INVALID_HANDLE_VALUE && second != INVALID_HANDLE_VALUE; }
+};
+
 // Reads up to `size` bytes at `offset` through ReadFileDocumented.
 std::string ReadAt(HANDLE file, LONG offset, DWORD size, BOOL& ok, DWORD& error) {
     SetFilePointer(file, offset, nullptr, FILE_BEGIN);
@@ -98,13 +118,10 @@ std::string ReadAt(HANDLE file, LONG offset, DWORD size, BOOL& ok, DWORD& error)
 }
 
 TEST(ReadFileDocumented, BytesLockedByAnotherHandleCannotBeRead) {
-    vsktest::CTempDir dir;
-    const std::string path = dir.File("locked");
-    vsktest::WriteFileBytes(path, "0123456789");
-    const HANDLE locker = OpenShared(path);
-    const HANDLE reader = OpenShared(path);
-    ASSERT_NE(INVALID_HANDLE_VALUE, locker);
-    ASSERT_NE(INVALID_HANDLE_VALUE, reader);
+    CTwoHandles file;
+    ASSERT_TRUE(file.Ok());
+    const HANDLE locker = file.first;
+    const HANDLE reader = file.second;
     ASSERT_TRUE(LockFile(locker, 4, 0, 2, 0));
     BOOL ok = TRUE;
     DWORD error = 0;
@@ -127,18 +144,13 @@ TEST(ReadFileDocumented, BytesLockedByAnotherHandleCannotBeRead) {
     ASSERT_TRUE(UnlockFile(locker, 4, 0, 2, 0));
     EXPECT_EQ("0123456789", ReadAt(reader, 0, 10, ok, error));
     EXPECT_TRUE(ok);
-    CloseHandle(reader);
-    CloseHandle(locker);
 }
 
 TEST(ReadFileDocumented, SharedLocksOfOthersDoNotStopReading) {
-    vsktest::CTempDir dir;
-    const std::string path = dir.File("shared");
-    vsktest::WriteFileBytes(path, "0123456789");
-    const HANDLE locker = OpenShared(path);
-    const HANDLE reader = OpenShared(path);
-    ASSERT_NE(INVALID_HANDLE_VALUE, locker);
-    ASSERT_NE(INVALID_HANDLE_VALUE, reader);
+    CTwoHandles file;
+    ASSERT_TRUE(file.Ok());
+    const HANDLE locker = file.first;
+    const HANDLE reader = file.second;
     OVERLAPPED at{};
     ASSERT_TRUE(LockFileEx(locker, LOCKFILE_FAIL_IMMEDIATELY, 0, 10, 0, &at));
     BOOL ok = FALSE;
@@ -146,19 +158,14 @@ TEST(ReadFileDocumented, SharedLocksOfOthersDoNotStopReading) {
     EXPECT_EQ("0123456789", ReadAt(reader, 0, 10, ok, error));
     EXPECT_TRUE(ok) << vsktest::Win32ErrorText(error);
     UnlockFileEx(locker, 0, 10, 0, &at);
-    CloseHandle(reader);
-    CloseHandle(locker);
 }
 
 TEST(ReadFileDocumented, CallersOwnExclusiveLockOfExactlyTheReadRangeStaysExclusive) {
     // The usual record lock: lock a record, read it, write it, unlock it.
-    vsktest::CTempDir dir;
-    const std::string path = dir.File("record");
-    vsktest::WriteFileBytes(path, "0123456789");
-    const HANDLE owner = OpenShared(path);
-    const HANDLE other = OpenShared(path);
-    ASSERT_NE(INVALID_HANDLE_VALUE, owner);
-    ASSERT_NE(INVALID_HANDLE_VALUE, other);
+    CTwoHandles file;
+    ASSERT_TRUE(file.Ok());
+    const HANDLE owner = file.first;
+    const HANDLE other = file.second;
     for (const DWORD length : {10u, 4u}) {
         SCOPED_TRACE(length);
         ASSERT_TRUE(LockFile(owner, 2, 0, length - 2, 0));
@@ -175,18 +182,15 @@ TEST(ReadFileDocumented, CallersOwnExclusiveLockOfExactlyTheReadRangeStaysExclus
         EXPECT_TRUE(UnlockFile(owner, 2, 0, length - 2, 0));
         EXPECT_FALSE(UnlockFile(owner, 2, 0, length - 2, 0)) << "the read left no lock of its own behind";
     }
-    CloseHandle(other);
-    CloseHandle(owner);
 }
 
 TEST(ReadFileDocumented, ReadsAreCheckedExactlyWhereThePlatformIgnoresLocks) {
     // Windows refuses this read itself; Wine reads, and there the library
     // checks the locks.
-    vsktest::CTempDir dir;
-    const std::string path = dir.File("locked");
-    vsktest::WriteFileBytes(path, "0123456789");
-    const HANDLE locker = OpenShared(path);
-    const HANDLE reader = OpenShared(path);
+    CTwoHandles file;
+    ASSERT_TRUE(file.Ok());
+    const HANDLE locker = file.first;
+    const HANDLE reader = file.second;
     ASSERT_TRUE(LockFile(locker, 0, 0, 10, 0));
     char buffer[10];
     DWORD got = 0;
@@ -195,8 +199,6 @@ TEST(ReadFileDocumented, ReadsAreCheckedExactlyWhereThePlatformIgnoresLocks) {
     std::printf("platform ReadFile of a range another handle locked: %s\n",
                 read ? "read (deviation)" : "refused");
     UnlockFile(locker, 0, 0, 10, 0);
-    CloseHandle(reader);
-    CloseHandle(locker);
 }
 
 TEST(CreateFileDocumented, PlatformOpenOfAReadOnlyFileForWritingIsRefusedOrTruncates) {
