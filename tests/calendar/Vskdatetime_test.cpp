@@ -809,14 +809,14 @@ TEST_F(DatetimeJst, FormatKeepsALoneLeadByteAtTheEnd) {
     EXPECT_EQ(Str(d.Format("\x83" "D")), "\x83" "D"); // D is the trail byte here
 }
 
-TEST_F(DatetimeJst, FormatOfTheEpochEastOfUtcThrowsOnlyForWeekdays) {
+TEST_F(DatetimeJst, ChoiceFormatReadsAFieldOnlyForATokenThatNeedsItSoTheEpochEastOfUtcThrowsOnlyForWeekdays) {
     const CVskDatetime epoch(0L);
     EXPECT_EQ(Str(epoch.Format("YYYY-MM-DD hh:mm:ss")), "1970-01-01 09:00:00");
     ExpectThrowsWithMessage<std::runtime_error>([&] { epoch.Format("ddd"); }, "CVskDatetime::GetDayOfWeek()");
     ExpectThrowsWithMessage<std::runtime_error>([&] { epoch.Format("aa"); }, "CVskDatetime::GetDayOfWeek()");
 }
 
-TEST_F(DatetimeJst, FormatOfANegativeValueThrowsOnlyWhenAFieldIsNeeded) {
+TEST_F(DatetimeJst, ChoiceFormatOfANegativeValueThrowsOnlyWhenAFieldIsNeeded) {
     const CVskDatetime d(-1L);
     EXPECT_EQ(Str(d.Format("Y/d/a !")), "Y/d/a !");
     ExpectThrowsWithMessage<std::runtime_error>([&] { d.Format("YY"); }, "CVskDatetime::GetDate()");
