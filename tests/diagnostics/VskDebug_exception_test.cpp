@@ -324,7 +324,7 @@ TEST(ExceptionReport, OddNullOrUnreadableEbpGivesAnEmptyCallStack) {
     }
 }
 
-TEST(ExceptionReport, LoopingFrameChainEndsAtTheFrameThatDoesNotMoveUp) {
+TEST(ExceptionReport, ChoiceTheStackWalkEndsAtAFrameThatDoesNotMoveUpSoALoopingChainEnds) {
     alignas(4) std::uintptr_t frames[4] = {};
     frames[0] = reinterpret_cast<std::uintptr_t>(&frames[2]);
     frames[1] = 0x00401111;
