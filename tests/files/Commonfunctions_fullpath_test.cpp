@@ -241,7 +241,7 @@ TEST(MakeFullPath, DoubleByteLastCharacterDoesNotSetTheTrailingFlag) {
     ExpectFull({"C:\\" + kHyo + "\\" + kSo, "..\\" + kHyo + kSo, "C:\\" + kHyo + "\\" + kHyo + kSo});
 }
 
-TEST(MakeFullPath, OpaquePrefixEndingInATrailByte5CKeepsIt) {
+TEST(MakeFullPath, ChoiceAResultThatIsOnlyAPrefixEndingInATrailByte5CKeepsIt) {
     // The last byte 0x5C belongs to the kanji: it is not removed.
     ExpectFull({kHyo, "", kHyo});
     ExpectFull({kHyo, "x", kHyo + "x"});
