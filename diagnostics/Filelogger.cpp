@@ -4,8 +4,8 @@
 #include "platform/Stdio.h"
 
 #include <atomic>
-#include <cstdarg>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

@@ -15,19 +15,25 @@ bool WritesToReadOnlyFile(const char* name, DWORD access, DWORD disposition) {
            !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-// Whether a shared lock of `length` bytes at `offset` is refused to this
-// handle, which under Wine happens only where another handle holds an
-// exclusive lock (this handle's own locks do not refuse it). A granted lock
-// is released.
-bool SharedLockRefused(HANDLE file, ULONGLONG offset, DWORD length) {
+// Whether a lock of `length` bytes at `offset` (exclusive with
+// LOCKFILE_EXCLUSIVE_LOCK in `flags`, else shared) is granted to this handle
+// at once. A granted lock is released again; a refusal leaves the system's
+// error.
+bool ProbeLockGranted(HANDLE file, ULONGLONG offset, DWORD length, DWORD flags) {
     OVERLAPPED at{};
     at.Offset = static_cast<DWORD>(offset);
     at.OffsetHigh = static_cast<DWORD>(offset >> 32);
-    if (LockFileEx(file, LOCKFILE_FAIL_IMMEDIATELY, 0, length, 0, &at)) {
-        UnlockFileEx(file, 0, length, 0, &at);
+    if (!LockFileEx(file, flags | LOCKFILE_FAIL_IMMEDIATELY, 0, length, 0, &at))
         return false;
-    }
-    return GetLastError() == ERROR_LOCK_VIOLATION;
+    UnlockFileEx(file, 0, length, 0, &at);
+    return true;
+}
+
+// Whether a shared lock is refused to this handle, which under Wine happens
+// only where another handle holds an exclusive lock (this handle's own locks
+// do not refuse it).
+bool SharedLockRefused(HANDLE file, ULONGLONG offset, DWORD length) {
+    return !ProbeLockGranted(file, offset, length, 0) && GetLastError() == ERROR_LOCK_VIOLATION;
 }
 
 // Whether another handle holds an exclusive lock on any of the `size` bytes
@@ -45,13 +51,8 @@ bool ReadIsLockedOut(HANDLE file, DWORD size) {
     // With no lock of anyone's over the range an exclusive lock is granted;
     // then it is the only lock of exactly that range, so releasing it
     // releases nothing else.
-    OVERLAPPED at{};
-    at.Offset = position.LowPart;
-    at.OffsetHigh = static_cast<DWORD>(position.HighPart);
-    if (LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, length, 0, &at)) {
-        UnlockFileEx(file, 0, length, 0, &at);
+    if (ProbeLockGranted(file, offset, length, LOCKFILE_EXCLUSIVE_LOCK))
         return false;
-    }
     // Some lock is there. A release takes the oldest lock of exactly its
     // range, which could be the caller's own: the shared probes cover the
     // range in two pieces, so that a caller who locked exactly the range it
@@ -67,7 +68,6 @@ bool PlatformReadsIgnoreLocks() {
         GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
     return ignores;
 }
-
 
 BOOL ReadFileDocumented(HANDLE file, void* buffer, DWORD size, DWORD* got) {
     const DWORD lastError = GetLastError();
