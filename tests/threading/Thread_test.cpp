@@ -143,8 +143,6 @@ DWORD ExitCodeOf(HANDLE thread) {
     return code;
 }
 
-DWORD HandleCount() { return vsktest::OpenHandleCount(); }
-
 // Runs one plain thread to its end: its start deletes the pool's finished
 // objects.
 void StartAndFinishAPlainThread() {
@@ -182,15 +180,15 @@ CProbe* PooledProbe(ProbeRecord* record, HANDLE* thread) {
 // The handle count that the tests below rely on follows handles opened and
 // closed; it agrees with the system's own count where that has one.
 TEST(HandleCount, FollowsOpenedAndClosedHandles) {
-    const DWORD before = HandleCount();
+    const unsigned long before = vsktest::OpenHandleCount();
     EXPECT_GT(before, 0u);
     std::vector<HANDLE> events;
     for (int i = 0; i < 10; ++i)
         events.push_back(NewEvent());
-    EXPECT_EQ(HandleCount(), before + 10);
+    EXPECT_EQ(vsktest::OpenHandleCount(), before + 10);
     for (HANDLE event : events)
         CloseHandle(event);
-    EXPECT_EQ(HandleCount(), before);
+    EXPECT_EQ(vsktest::OpenHandleCount(), before);
     DWORD systemCount = 0;
     ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &systemCount));
     if (systemCount == 0)
@@ -467,7 +465,7 @@ TEST(CThread, CleanupClosesTheHandleOfAnEndedThreadAndClearsTheFields) {
 
 TEST(CThread, CreateReusesAnEndedObjectAndClosesTheOldHandle) {
     ProbeRecord record;
-    const DWORD before = HandleCount();
+    const unsigned long before = vsktest::OpenHandleCount();
     {
         CProbe probe(&record);
         for (int round = 0; round < 5; ++round) {
@@ -477,19 +475,19 @@ TEST(CThread, CreateReusesAnEndedObjectAndClosesTheOldHandle) {
         EXPECT_EQ(record.hooks, "SPTSPTSPTSPTSPT");
         EXPECT_TRUE(probe.Cleanup());
     }
-    EXPECT_EQ(HandleCount(), before);
+    EXPECT_EQ(vsktest::OpenHandleCount(), before);
 }
 
 TEST(CThread, DestructorOfAnEndedThreadClosesItsHandle) {
     ProbeRecord record;
-    const DWORD before = HandleCount();
+    const unsigned long before = vsktest::OpenHandleCount();
     {
         CProbe probe(&record);
         ASSERT_TRUE(probe.Create(true, false, 0));
         ASSERT_TRUE(Ended(probe.Handle()));
     }
     EXPECT_EQ(record.deletions, 1);
-    EXPECT_EQ(HandleCount(), before);
+    EXPECT_EQ(vsktest::OpenHandleCount(), before);
 }
 
 // ---------------------------------------------------------------------------
@@ -888,7 +886,7 @@ TEST(CThreadStress, TenThousandSelfDeletingThreadsAreEachDeletedOnceAndTheirHand
         g_stressRuns[i] = 0;
         g_stressExitCodes[i] = 0xFFFFu;
     }
-    const DWORD handlesBefore = HandleCount();
+    const unsigned long handlesBefore = vsktest::OpenHandleCount();
     const DWORD started = GetTickCount();
     {
         std::vector<std::unique_ptr<CStressCreator>> creators;
@@ -924,7 +922,7 @@ TEST(CThreadStress, TenThousandSelfDeletingThreadsAreEachDeletedOnceAndTheirHand
     EXPECT_EQ(wrongDeletions, 0) << "objects not deleted exactly once";
     EXPECT_EQ(wrongRuns, 0) << "objects whose work did not run exactly once";
     EXPECT_EQ(wrongCodes, 0) << "threads that did not end with exit code 0";
-    EXPECT_EQ(HandleCount(), handlesBefore);
+    EXPECT_EQ(vsktest::OpenHandleCount(), handlesBefore);
     std::printf("stress: %lu handles; %d threads created in %lu ms, all deleted after %lu ms\n",
                 static_cast<unsigned long>(handlesBefore), kStressThreads,
                 static_cast<unsigned long>(created - started), static_cast<unsigned long>(GetTickCount() - started));
