@@ -835,6 +835,13 @@ std::atomic<int> g_stressDeletions[kStressThreads];
 std::atomic<int> g_stressRuns[kStressThreads];
 std::atomic<unsigned long> g_stressExitCodes[kStressThreads];
 std::atomic<int> g_stressCreateFailures{0};
+// Threads created whose work has not run yet. Where the creators run much
+// faster than the new threads get a core (native 32-bit code on two cores),
+// thousands of them would otherwise wait at once, and their 2 MiB stack
+// reservations exhaust the 2 GiB address space (creation then fails with
+// ERROR_NOT_ENOUGH_MEMORY); the creators wait while too many are pending.
+std::atomic<int> g_stressPending{0};
+const int kMaxStressPending = 256;
 
 class CStressThread : public CThread {
 public:
@@ -851,6 +858,7 @@ public:
 protected:
     int OnThreadProccessing() override {
         ++g_stressRuns[m_index];
+        --g_stressPending;
         return 0;
     }
 
@@ -865,10 +873,14 @@ public:
 protected:
     int OnThreadProccessing() override {
         for (int i = 0; i < kPerCreator; ++i) {
+            while (g_stressPending >= kMaxStressPending)
+                Sleep(1);
             auto* thread = new CStressThread(m_first + i);
+            ++g_stressPending;
             // The object belongs to the pool once created: not touched again.
             if (!thread->Create(true, true, 0)) {
                 ++g_stressCreateFailures;
+                --g_stressPending;
                 delete thread;
             }
         }
