@@ -21,3 +21,11 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/VoskelLIBConfigVersion.cmak
 install(FILES ${CMAKE_BINARY_DIR}/VoskelLIBConfig.cmake
               ${CMAKE_BINARY_DIR}/VoskelLIBConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VoskelLIB)
+
+# The toolchain's runtime DLLs ship beside the library: every module of a
+# program must share one exception runtime.
+foreach(dll IN LISTS VSK_RUNTIME_DLLS)
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}
+                  OUTPUT_VARIABLE _vsk_runtime_path OUTPUT_STRIP_TRAILING_WHITESPACE)
+  install(FILES "${_vsk_runtime_path}" DESTINATION ${CMAKE_INSTALL_BINDIR})
+endforeach()
