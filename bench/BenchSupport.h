@@ -24,6 +24,13 @@ double BestSeconds(int rounds, Body body) {
     return best;
 }
 
+/// Prints one result in the form tools/run-bench.sh gathers into its report:
+/// "RESULT|name|value|goal|met" (or "NOT MET"). `value` is a ratio for
+/// comparisons and the measured figure for absolute goals.
+inline void PrintResult(const char* name, double value, const char* goalText, bool met) {
+    std::printf("RESULT|%s|%.3f|%s|%s\n", name, value, goalText, met ? "met" : "NOT MET");
+}
+
 /// Prints one comparison: library time, baseline time, and how the ratio
 /// stands against the goal (`higherIsBetter`: library speed / baseline speed).
 inline void Report(const char* name, double librarySeconds, double baselineSeconds, double goal,
@@ -31,6 +38,7 @@ inline void Report(const char* name, double librarySeconds, double baselineSecon
     const double ratio = baselineSeconds / librarySeconds; // >1: library faster
     std::printf("%-58s library %10.3f us  baseline %10.3f us  speed ratio %8.2fx  goal %s: %s\n", name,
                 librarySeconds * 1e6, baselineSeconds * 1e6, ratio, goalText, ratio >= goal ? "met" : "NOT MET");
+    PrintResult(name, ratio, goalText, ratio >= goal);
 }
 
 } // namespace vskbench

@@ -35,5 +35,6 @@ int main() {
     const double plainNs = plain / kCalls * 1e9;
     std::printf("guard enter+leave: %.1f ns a call, plain call %.1f ns, guard/plain %.2fx; goal under 100 ns: %s\n",
                 perCallNs, plainNs, perCallNs / plainNs, perCallNs < 100.0 ? "met" : "NOT MET");
+    vskbench::PrintResult("guard enter+leave, ns a call", perCallNs, "< 100 ns", perCallNs < 100.0);
     return 0;
 }

@@ -2,6 +2,7 @@
 // runtime's fprintf + fflush of the same line to a stream opened the same
 // way, and rotation every 1 MiB against no rotation.
 // Usage: Filelogger_bench [lines per round]
+#include "bench/BenchSupport.h"
 #include "diagnostics/Filelogger.h"
 #include "platform/Win32.h"
 
@@ -94,5 +95,8 @@ int main(int argc, char** argv) {
                 logger / baseline);
     std::printf("FileLogger_PutLine, rotation 1 MiB: %10.0f lines/s  ratio %.2f against no rotation (goal >= 0.70)\n",
                 rotating, rotating / logger);
+    vskbench::PrintResult("FileLogger_PutLine vs fprintf + fflush", logger / baseline, ">= 0.80x", logger / baseline >= 0.80);
+    vskbench::PrintResult("FileLogger_PutLine, rotation 1 MiB vs no rotation", rotating / logger, ">= 0.70x",
+                          rotating / logger >= 0.70);
     return 0;
 }

@@ -132,6 +132,8 @@ void CompareMemory() {
                 setBytes / count);
     std::printf("  chunks                %8.2f bytes per block = %.3fx payload  goal <= 1.5x: %s\n",
                 chunkBytes / count, chunkBytes / payload, chunkBytes / payload <= 1.5 ? "met" : "NOT MET");
+    vskbench::PrintResult("pool chunk bytes / payload bytes", chunkBytes / payload, "<= 1.5x",
+                          chunkBytes / payload <= 1.5);
     std::printf("  malloc(16), reference %8.2f bytes per block\n", mallocBytes / count);
     // The pool's memory lives until the process ends, by design.
     delete pool;

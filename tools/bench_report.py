@@ -1,0 +1,52 @@
+"""Turns the benchmarks' RESULT lines into the report table and chart data.
+
+Input lines: bench|name|value|goal|verdict, as BenchSupport.h's PrintResult
+writes them (the benchmark's name in front). The chart shows each result
+against its goal, as a score where 1.0 is the goal itself and above is better.
+"""
+import re
+import sys
+
+
+def score(value, goal):
+    within = re.match(r"\s*within\s*([0-9.]+)x", goal)
+    if within:  # the library may take up to N times the baseline's time
+        return value * float(within.group(1))
+    match = re.match(r"\s*(>=|<=|<|>)\s*([0-9.]+)", goal)
+    if not match:
+        return 0.0
+    bound = float(match.group(2))
+    if match.group(1) in (">=", ">"):
+        return value / bound if bound else 0.0
+    return bound / value if value else 0.0
+
+
+def main(raw_path, platform, table_path, data_path):
+    rows = []
+    with open(raw_path, encoding="utf-8", errors="replace") as raw:
+        for line in raw:
+            parts = line.rstrip("\n").split("|")
+            if len(parts) != 5:
+                continue
+            bench, name, value, goal, verdict = parts
+            rows.append((bench, name, float(value), goal, verdict))
+    with open(table_path, "w", encoding="utf-8") as table:
+        table.write("# Benchmark report\n\n")
+        table.write("Platform: %s.\n\n" % platform)
+        table.write("Ratios are baseline time / library time (above 1: the library is faster), "
+                    "measured in one run of each benchmark.\n\n")
+        table.write("| benchmark | result | value | goal | met |\n|---|---|---|---|---|\n")
+        for bench, name, value, goal, verdict in rows:
+            table.write("| %s | %s | %.3f | %s | %s |\n" % (bench, name.replace("|", "/"), value, goal,
+                                                           "yes" if verdict == "met" else "**no**"))
+        met = sum(1 for row in rows if row[4] == "met")
+        table.write("\n%d of %d goals met.\n" % (met, len(rows)))
+    with open(data_path, "w", encoding="utf-8") as data:
+        for bench, name, value, goal, verdict in rows:
+            label = (name[:45] + "...") if len(name) > 48 else name
+            label = label.replace('"', "'")
+            data.write("%s\t%.3f\n" % (label.replace("\t", " "), max(score(value, goal), 0.01)))
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:5])

@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# Runs every benchmark (bench/*_bench.cpp) under Wine and gathers their
+# results into one table: printed, written as build/bench-report.md and drawn
+# as build/bench-report.png (each result's ratio against its goal).
+# Benchmarks are not part of the test run. Usage: run-bench.sh [build-dir]
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+build_dir=${1:-${VSK_BUILD_DIR:-$root/build}}
+export VSK_BUILD_DIR=$build_dir
+
+bash "$root/tools/build.sh" >/dev/null
+build_dir=$(cd "$build_dir" && pwd)
+trap 'bash "$root/tools/stop-wine.sh" "$build_dir"' EXIT
+
+# The chart is drawn by gnuplot; installed here, since only this script needs it.
+if ! command -v gnuplot >/dev/null; then
+    apt-get install -y -q gnuplot-nox >/dev/null
+fi
+
+if [ -r /proc/sys/fs/binfmt_misc/qemu-i386 ] && grep -qx enabled /proc/sys/fs/binfmt_misc/qemu-i386; then
+    platform="32-bit code emulated by qemu user mode (ratios of library code against system work are skewed)"
+else
+    platform="32-bit code run natively"
+fi
+platform="$platform; Wine $(wine --version 2>/dev/null || echo '?'), $(nproc) cores, $(date -u +%Y-%m-%d)"
+
+raw="$build_dir/bench-raw.txt"
+: >"$raw"
+for exe in "$build_dir"/bin/*_bench.exe; do
+    name=$(basename "$exe" .exe)
+    echo "run-bench: $name" >&2
+    if ! "$root/cmake/wine-run.sh" "$build_dir" "$exe" >"$build_dir/$name.txt" 2>&1; then
+        echo "RESULT|$name: the benchmark failed (see $name.txt)|0|-|NOT MET" >>"$raw"
+    fi
+    sed -n "s/^RESULT|/$name|/p" "$build_dir/$name.txt" | tr -d '\r' >>"$raw"
+done
+
+python3 "$root/tools/bench_report.py" "$raw" "$platform" "$build_dir/bench-report.md" "$build_dir/bench-report.dat"
+cat "$build_dir/bench-report.md"
+
+gnuplot <<GNUPLOT
+set terminal png size 1400,900 font ",9"
+set output "$build_dir/bench-report.png"
+set title "VoskelLIB benchmarks: result / goal (1.0 = goal just met; above is better; log scale)\n$platform" noenhanced
+set style data histograms
+set style fill solid 0.8 border -1
+set boxwidth 0.8
+set xtics rotate by -60 noenhanced
+set bmargin 16
+set grid ytics
+set logscale y
+set yrange [0.01:*]
+set datafile separator "\t"
+set key off
+plot "$build_dir/bench-report.dat" using 2:xtic(1) lc rgb "#4477aa", 1 with lines lc rgb "#cc3311" lw 2
+GNUPLOT
+echo "run-bench: wrote $build_dir/bench-report.md and $build_dir/bench-report.png" >&2
