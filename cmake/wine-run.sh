@@ -100,7 +100,20 @@ ensure_wine_running() {
         # Starts the services and the desktop process now, detached.
         wine cmd.exe /c exit || true
     )
-    pgrep -n -f "wineserver.* -p" >"$pid_file" || true
+    own_wineserver_pid >"$pid_file" || true
+}
+
+# The persistent wineserver of this prefix: other build folders (worktrees)
+# run servers of their own, told apart by the prefix in their environment.
+own_wineserver_pid() {
+    local pid
+    for pid in $(pgrep -f "wineserver" || true); do
+        if tr '\0' '\n' <"/proc/$pid/environ" 2>/dev/null | grep -qxF "WINEPREFIX=$WINEPREFIX"; then
+            echo "$pid"
+            return 0
+        fi
+    done
+    return 1
 }
 
 # The desktop process (explorer.exe /desktop) that windows, message boxes and

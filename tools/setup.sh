@@ -8,10 +8,15 @@
 set -euo pipefail
 
 log() { printf 'setup: %s\n' "$*" >&2; }
-die() { printf 'setup: error: %s\n' "$*" >&2; exit 1; }
+die() { KEEP_LOGS=1; printf 'setup: error: %s\n' "$*" >&2; exit 1; }
 
 SUDO=""
 if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+
+# This run's logs, in a folder of its own (kept only when a step fails).
+LOG_DIR=$(mktemp -d "${TMPDIR:-/tmp}/voskellib-setup.XXXXXX")
+trap '[ "${KEEP_LOGS:-0}" = 1 ] || rm -rf "$LOG_DIR"' EXIT
+keep_logs() { KEEP_LOGS=1; }
 
 # wine64 brings a native 64-bit wineserver, which 32-bit programs use as
 # well; it matters most when 32-bit code runs emulated (see ensure_i386_exec).
@@ -56,10 +61,13 @@ ensure_deb_src() {
     if ! grep -rqs '^Types:.*deb-src' /etc/apt/sources.list.d/ \
        && ! grep -qs '^deb-src' /etc/apt/sources.list; then
         log "adding a deb-src entry"
-        $SUDO tee /etc/apt/sources.list.d/voskellib-src.sources >/dev/null <<'SRC'
+        local codename
+        codename=$(. /etc/os-release && printf '%s' "${VERSION_CODENAME:-}")
+        [ -n "$codename" ] || die "cannot read the Debian release name from /etc/os-release"
+        $SUDO tee /etc/apt/sources.list.d/voskellib-src.sources >/dev/null <<SRC
 Types: deb-src
 URIs: http://deb.debian.org/debian
-Suites: bookworm
+Suites: $codename
 Components: main
 Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
 SRC
@@ -73,17 +81,18 @@ apt_update() {
     local attempt
     for attempt in 1 2 3; do
         log "updating package indexes"
-        $SUDO apt-get update -qq >/tmp/voskellib-setup-update.log 2>&1 && return 0
+        $SUDO apt-get update -qq >"$LOG_DIR/update.log" 2>&1 && return 0
         # A mirror in the middle of a sync serves index files whose size does
         # not match the release file; that passes within a minute or two. A
         # failure of the security suite alone is not worth the wait.
-        grep '^E: Failed to fetch' /tmp/voskellib-setup-update.log | grep -qv 'debian-security' || break
+        grep '^E: Failed to fetch' "$LOG_DIR/update.log" | grep -qv 'debian-security' || break
         [ "$attempt" -lt 3 ] && sleep 30
     done
     # A failing secondary index (see ensure_security_pin) must not stop us;
     # a missing package is reported below by apt-get install itself.
-    log "apt-get update reported errors; continuing"
-    tail -n 5 /tmp/voskellib-setup-update.log >&2
+    log "apt-get update reported errors; continuing (log: $LOG_DIR/update.log)"
+    keep_logs
+    tail -n 5 "$LOG_DIR/update.log" >&2
 }
 
 ensure_packages() {
@@ -94,9 +103,9 @@ ensure_packages() {
     log "installing: $(echo $missing)"
     # shellcheck disable=SC2086
     if ! DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends \
-            $missing >/tmp/voskellib-setup-apt.log 2>&1; then
-        tail -n 20 /tmp/voskellib-setup-apt.log >&2
-        die "could not install: $(echo $missing) (see /tmp/voskellib-setup-apt.log)"
+            $missing >"$LOG_DIR/apt.log" 2>&1; then
+        tail -n 20 "$LOG_DIR/apt.log" >&2
+        die "could not install: $(echo $missing) (see $LOG_DIR/apt.log)"
     fi
     missing=$(missing_packages)
     [ -z "$missing" ] || die "still missing after install: $(echo $missing)"
@@ -132,8 +141,8 @@ install_extra() {
     have_package "$1" && return 0
     apt_update
     DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends \
-        "$1" >/tmp/voskellib-setup-extra.log 2>&1 \
-        || { tail -n 20 /tmp/voskellib-setup-extra.log >&2; die "could not install $1"; }
+        "$1" >"$LOG_DIR/extra.log" 2>&1 \
+        || { tail -n 20 "$LOG_DIR/extra.log" >&2; die "could not install $1"; }
 }
 
 ensure_i386_exec() {
@@ -179,10 +188,10 @@ ensure_pcre2_source() {
     if compgen -G "$dest/pcre2-*/src/pcre2_compile.c" >/dev/null; then return 0; fi
     mkdir -p "$dest"
     log "fetching the pcre2 source package into $dest"
-    if ! (cd "$dest" && apt-get source -qq pcre2 >/tmp/voskellib-setup-src.log 2>&1); then
+    if ! (cd "$dest" && apt-get source -qq pcre2 >"$LOG_DIR/src.log" 2>&1); then
         UPDATED=0; apt_update
-        (cd "$dest" && apt-get source -qq pcre2 >/tmp/voskellib-setup-src.log 2>&1) \
-            || { tail -n 20 /tmp/voskellib-setup-src.log >&2; die "could not fetch the pcre2 source package"; }
+        (cd "$dest" && apt-get source -qq pcre2 >"$LOG_DIR/src.log" 2>&1) \
+            || { tail -n 20 "$LOG_DIR/src.log" >&2; die "could not fetch the pcre2 source package"; }
     fi
     compgen -G "$dest/pcre2-*/src/pcre2_compile.c" >/dev/null || die "pcre2 source not unpacked in $dest"
 }
