@@ -14,7 +14,4 @@ void CBaseRefCnt::AddRef() {
     ++m_refCount;
 }
 
-void CBaseRefCnt::Release() {
-    if (--m_refCount == 0)
-        delete this;
-}
+

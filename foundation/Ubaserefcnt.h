@@ -24,7 +24,10 @@ public:
     void AddRef();
 
     /// Drops one reference; at 0 the object is destroyed and freed.
-    void Release();
+    void Release() {
+        if (--m_refCount == 0)
+            delete this;
+    }
 
     /// The current number of references.
     int GetRefCount() const { return m_refCount; }

@@ -1,9 +1,47 @@
 // Vskstrrefcnt.cpp - CVskStrRefCntTC<T> for char and wchar_t.
 #include "foundation/Vskstrrefcnt.h"
 
+#include "platform/FixedBlockPool.h"
+
+#include <new>
 #include <stdexcept>
 
 VSK_DEFINE_UNIT(Vskstrrefcnt, nullptr, nullptr)
+
+namespace {
+
+// One block size serves both buffer types (a count, a table pointer and a
+// standard string: 32 bytes for char and wchar_t alike).
+constexpr std::size_t kBufferBlockSize =
+    sizeof(CVskStrRefCntTC<char>) > sizeof(CVskStrRefCntTC<wchar_t>) ? sizeof(CVskStrRefCntTC<char>)
+                                                                     : sizeof(CVskStrRefCntTC<wchar_t>);
+
+// Constant-initialised: ready before any global string of any module.
+vsk::detail::CFixedBlockPool g_bufferPool(kBufferBlockSize);
+
+} // namespace
+
+namespace vsk::detail {
+
+std::size_t StringBufferPoolBytesInUse() { return g_bufferPool.BytesInUse(); }
+std::size_t StringBufferPoolBytesReserved() { return g_bufferPool.BytesReserved(); }
+
+} // namespace vsk::detail
+
+template <typename T>
+void* CVskStrRefCntTC<T>::operator new(std::size_t size) {
+    if (size > g_bufferPool.BlockSize())
+        return ::operator new(size);
+    return g_bufferPool.Allocate();
+}
+
+template <typename T>
+void CVskStrRefCntTC<T>::operator delete(void* p, std::size_t size) noexcept {
+    if (size > g_bufferPool.BlockSize())
+        ::operator delete(p);
+    else
+        g_bufferPool.Free(p);
+}
 
 template <typename T>
 CVskStrRefCntTC<T>::~CVskStrRefCntTC() noexcept(false) {

@@ -24,6 +24,16 @@ public:
     /// 参照カウンタエラー" when the buffer is deleted while still referenced.
     ~CVskStrRefCntTC() noexcept(false) override;
 
+    /// Buffers are made and freed once per string operation that needs a
+    /// text of its own, so they come from a pool of equal-sized blocks inside
+    /// the library (a block freed on any thread is reused by the next
+    /// buffer); a class derived from this one with a larger size uses the
+    /// heap.
+    /// Errors: std::bad_alloc when no memory can be had.
+    static void* operator new(std::size_t size);
+    /// Gives the block back to the pool (or the heap, for a larger size).
+    static void operator delete(void* p, std::size_t size) noexcept;
+
     std::basic_string<T>& Text() { return m_text; }
     const std::basic_string<T>& Text() const { return m_text; }
 
@@ -33,3 +43,12 @@ private:
 
 extern template class VSK_API CVskStrRefCntTC<char>;
 extern template class VSK_API CVskStrRefCntTC<wchar_t>;
+
+namespace vsk::detail {
+
+/// Bytes of string buffers handed out by the library's pool and not yet
+/// freed, and the bytes the pool holds in all (for tests and benchmarks).
+VSK_API std::size_t StringBufferPoolBytesInUse();
+VSK_API std::size_t StringBufferPoolBytesReserved();
+
+} // namespace vsk::detail

@@ -88,23 +88,28 @@ const char* MbsRChr(const char* s, unsigned char c) {
 }
 
 const char* MbsStr(const char* s, const char* pattern) {
-    const std::size_t patternLength = std::strlen(pattern);
-    if (patternLength == 0)
+    const unsigned char first = static_cast<unsigned char>(pattern[0]);
+    if (first == 0)
         return s;
     const bool* lead = LeadBytes().lead;
-    // Candidates come from strchr, which also stops at the text's end. For a
-    // candidate that matches, the character walk moves on from the last
-    // known character start, so the walk covers the text at most once.
-    const char* boundary = s;
-    for (const char* p = std::strchr(s, pattern[0]); p; p = std::strchr(p + 1, pattern[0])) {
-        if (std::strncmp(p, pattern, patternLength) != 0)
-            continue;
-        while (boundary < p) {
-            // A lead byte directly before the terminator is a character of its own.
-            boundary += (lead[static_cast<unsigned char>(*boundary)] && boundary[1] != '\0') ? 2 : 1;
+    // One walk over the text's characters, trying a match at each start.
+    // Written out rather than built on strchr and strncmp: the pieces that
+    // the strings search are mostly a few bytes long, where the calls cost
+    // more than the bytes.
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(s);
+    while (*p) {
+        if (*p == first) {
+            const unsigned char* a = p + 1;
+            const unsigned char* b = reinterpret_cast<const unsigned char*>(pattern) + 1;
+            while (*b && *a == *b) {
+                ++a;
+                ++b;
+            }
+            if (*b == 0)
+                return reinterpret_cast<const char*>(p);
         }
-        if (boundary == p)
-            return p;
+        // A lead byte directly before the terminator is a character of its own.
+        p += (lead[*p] && p[1] != 0) ? 2 : 1;
     }
     return nullptr;
 }

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <mbctype.h>
 #include <mbstring.h>
 
@@ -62,6 +63,41 @@ TEST(MbsStr, LeadByteBeforeTheTerminatorIsOneCharacter) {
 TEST(MbsStr, HalfWidthKatakanaAreSingleBytes) {
     const char text[] = "\xB1\x5C"; // ｱ then '\'
     EXPECT_EQ(text + 1, MbsStr(text, "\\"));
+}
+
+// The search written the plain way: walk the characters from the start (a
+// lead byte directly before the terminator is one character) and compare the
+// pattern at each character start.
+const char* ReferenceMbsStr(const char* s, const char* pattern) {
+    if (!*pattern)
+        return s;
+    const std::size_t length = std::strlen(pattern);
+    for (const char* p = s; *p;) {
+        if (std::strncmp(p, pattern, length) == 0)
+            return p;
+        p += (IsDBCSLeadByte(static_cast<BYTE>(*p)) && p[1]) ? 2 : 1;
+    }
+    return nullptr;
+}
+
+TEST(MbsStr, AgreesWithACharacterWalkOnRandomDoubleByteTexts) {
+    // Bytes chosen to make trail bytes that look like ASCII ('\', 'a'),
+    // lone lead bytes and half-width katakana likely.
+    const unsigned char alphabet[] = {'a', 'b', '\\', 0x95, 0x5C, 0x81, 0x61, 0xB1, 0xE0, 0x40};
+    unsigned seed = 12345;
+    auto next = [&seed] { return (seed = seed * 1103515245u + 12345u) >> 16; };
+    for (int round = 0; round < 20000; ++round) {
+        char text[24] = {};
+        char pattern[5] = {};
+        const int textLength = next() % 20;
+        const int patternLength = 1 + next() % 3;
+        for (int i = 0; i < textLength; ++i)
+            text[i] = static_cast<char>(alphabet[next() % sizeof alphabet]);
+        for (int i = 0; i < patternLength; ++i)
+            pattern[i] = static_cast<char>(alphabet[next() % sizeof alphabet]);
+        ASSERT_EQ(ReferenceMbsStr(text, pattern), MbsStr(text, pattern))
+            << "round " << round << ", text length " << textLength;
+    }
 }
 
 TEST(CRuntime, IsmbstrailAndMbsnicmpAreMultibyteAware) {
