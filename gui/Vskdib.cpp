@@ -2,6 +2,7 @@
 #include "gui/Vskdib.h"
 
 #include "files/VskFile.h"
+#include "platform/Stdio.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -268,7 +269,9 @@ bool CVskDIB::SaveToFile(const char* path) const {
     if (!m_bits && m_height > 0) {
         throw std::runtime_error(kSaveError);
     }
-    std::unique_ptr<std::FILE, CFileCloser> file(std::fopen(path, "wb"));
+    // The C runtime's fopen, with a read-only file refused as Windows refuses
+    // it (Wine running as root would open it), as the log's stream is.
+    std::unique_ptr<std::FILE, CFileCloser> file(vsk::detail::OpenWritableStream(path, "wb"));
     if (!file) {
         throw std::runtime_error(kSaveError);
     }

@@ -745,6 +745,17 @@ TEST(CVskDIBFile, SaveToAPipeWithoutReaderThrows) {
     }
 }
 
+TEST(CVskDIBFile, SaveOverAReadOnlyFileThrowsAndLeavesItAsItWas) {
+    CTempDir dir;
+    const std::string path = dir.File("read-only.bmp");
+    WriteFileBytes(path, "earlier content");
+    ASSERT_TRUE(SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_READONLY));
+    CVskDIB dib(3, 2);
+    EXPECT_EQ(ErrorOf<std::runtime_error>([&] { dib.SaveToFile(path.c_str()); }), "CVskDIB::SaveToFile()");
+    EXPECT_EQ(ReadFileBytes(path), "earlier content");
+    SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
 TEST(CVskDIBFile, ChoiceSaveWithoutPixelMemoryThrowsBeforeTouchingTheFile) {
     CTempDir dir;
     const std::string path = dir.File("keep.bmp");
