@@ -60,6 +60,36 @@ void ExitRoutine() {
     DeleteCriticalSection(&g_section);
 }
 
+// One line of FileLogger_PutLine counted in g_writers from Begin() (under
+// the lock, so that no close slips in between finding the stream and the
+// count) until End() or the end of the scope, whichever comes first: a
+// formatting that throws (text that cannot be allocated) leaves no count
+// behind that a close would wait for.
+class CLineInWriting {
+public:
+    CLineInWriting() = default;
+    ~CLineInWriting() { End(); }
+    CLineInWriting(const CLineInWriting&) = delete;
+    CLineInWriting& operator=(const CLineInWriting&) = delete;
+
+    void Begin() {
+        ++g_writers;
+        ++t_linesWriting;
+        m_counted = true;
+    }
+    // Lowers the count once, however often it is called.
+    void End() {
+        if (!m_counted)
+            return;
+        m_counted = false;
+        --t_linesWriting;
+        --g_writers;
+    }
+
+private:
+    bool m_counted = false;
+};
+
 // The hold on the module's lock. Outside the unit's lifetime (before its
 // start-up or after its exit routine) there is no lock to take, and the
 // loader runs on one thread then.
@@ -232,17 +262,16 @@ void FileLoggerVPut(const char* format, std::va_list args) {
 void FileLoggerVPutLine(const char* format, std::va_list args) {
     try {
         FILE* stream;
+        CLineInWriting line;
         {
             CLogLock lock;
             stream = ObtainStream();
-            ++g_writers;
-            ++t_linesWriting;
+            line.Begin();
         }
         WriteFormatted(stream, format, args);
         std::fputc('\n', stream);
         std::fflush(stream);
-        --t_linesWriting;
-        --g_writers;
+        line.End();
         CLogLock lock;
         CheckSizeAndRotate();
     } catch (...) {
