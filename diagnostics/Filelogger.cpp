@@ -44,6 +44,10 @@ std::atomic<int> g_writers{0};
 // The calling thread's share of g_writers.
 thread_local int t_linesWriting = 0;
 
+void* __stdcall SystemGetStdHandle(unsigned long which) { return GetStdHandle(which); }
+
+vsk::detail::GetStdHandleFn g_getStdHandle = SystemGetStdHandle;
+
 // Append, text; "N" keeps the handle out of child processes, which would
 // otherwise keep the file open and make the rotation's rename fail.
 const char* const kOpenMode = "aN";
@@ -232,7 +236,7 @@ int TrimmedLength(const char* text, int length) {
 // Points the C runtime descriptor `fd` at the standard handle `which`, and
 // the standard stream of that descriptor with it.
 bool AttachStandardHandle(DWORD which, int fd, FILE* stream) {
-    HANDLE handle = GetStdHandle(which);
+    HANDLE handle = g_getStdHandle(which);
     if (handle == INVALID_HANDLE_VALUE || handle == nullptr)
         return false;
     const int wrapped = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_TEXT);
@@ -276,6 +280,12 @@ void FileLoggerVPutLine(const char* format, std::va_list args) {
         CheckSizeAndRotate();
     } catch (...) {
     }
+}
+
+GetStdHandleFn SetGetStdHandleFunction(GetStdHandleFn function) {
+    const GetStdHandleFn previous = g_getStdHandle;
+    g_getStdHandle = function ? function : SystemGetStdHandle;
+    return previous;
 }
 
 CLogHold CurrentLogHold() {
@@ -388,7 +398,7 @@ void FileLogger_AllocConsole() {
     std::fputs("initialized STDOUT\n", stdout);
     std::fflush(stdout);
 
-    HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    HANDLE input = g_getStdHandle(STD_INPUT_HANDLE);
     if (input == INVALID_HANDLE_VALUE || input == nullptr) {
         char code[16];
         std::snprintf(code, sizeof code, "%08x", static_cast<unsigned>(GetLastError()));
