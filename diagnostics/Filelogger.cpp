@@ -44,6 +44,10 @@ std::atomic<int> g_writers{0};
 // The calling thread's share of g_writers.
 thread_local int t_linesWriting = 0;
 
+void* __stdcall SystemGetStdHandle(unsigned long which) { return GetStdHandle(which); }
+
+vsk::detail::GetStdHandleFn g_getStdHandle = SystemGetStdHandle;
+
 // Append, text; "N" keeps the handle out of child processes, which would
 // otherwise keep the file open and make the rotation's rename fail.
 const char* const kOpenMode = "aN";
@@ -59,6 +63,36 @@ void ExitRoutine() {
     g_sectionReady = false;
     DeleteCriticalSection(&g_section);
 }
+
+// One line of FileLogger_PutLine counted in g_writers from Begin() (under
+// the lock, so that no close slips in between finding the stream and the
+// count) until End() or the end of the scope, whichever comes first: a
+// formatting that throws (text that cannot be allocated) leaves no count
+// behind that a close would wait for.
+class CLineInWriting {
+public:
+    CLineInWriting() = default;
+    ~CLineInWriting() { End(); }
+    CLineInWriting(const CLineInWriting&) = delete;
+    CLineInWriting& operator=(const CLineInWriting&) = delete;
+
+    void Begin() {
+        ++g_writers;
+        ++t_linesWriting;
+        m_counted = true;
+    }
+    // Lowers the count once, however often it is called.
+    void End() {
+        if (!m_counted)
+            return;
+        m_counted = false;
+        --t_linesWriting;
+        --g_writers;
+    }
+
+private:
+    bool m_counted = false;
+};
 
 // The hold on the module's lock. Outside the unit's lifetime (before its
 // start-up or after its exit routine) there is no lock to take, and the
@@ -202,7 +236,7 @@ int TrimmedLength(const char* text, int length) {
 // Points the C runtime descriptor `fd` at the standard handle `which`, and
 // the standard stream of that descriptor with it.
 bool AttachStandardHandle(DWORD which, int fd, FILE* stream) {
-    HANDLE handle = GetStdHandle(which);
+    HANDLE handle = g_getStdHandle(which);
     if (handle == INVALID_HANDLE_VALUE || handle == nullptr)
         return false;
     const int wrapped = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_TEXT);
@@ -232,21 +266,26 @@ void FileLoggerVPut(const char* format, std::va_list args) {
 void FileLoggerVPutLine(const char* format, std::va_list args) {
     try {
         FILE* stream;
+        CLineInWriting line;
         {
             CLogLock lock;
             stream = ObtainStream();
-            ++g_writers;
-            ++t_linesWriting;
+            line.Begin();
         }
         WriteFormatted(stream, format, args);
         std::fputc('\n', stream);
         std::fflush(stream);
-        --t_linesWriting;
-        --g_writers;
+        line.End();
         CLogLock lock;
         CheckSizeAndRotate();
     } catch (...) {
     }
+}
+
+GetStdHandleFn SetGetStdHandleFunction(GetStdHandleFn function) {
+    const GetStdHandleFn previous = g_getStdHandle;
+    g_getStdHandle = function ? function : SystemGetStdHandle;
+    return previous;
 }
 
 CLogHold CurrentLogHold() {
@@ -359,7 +398,7 @@ void FileLogger_AllocConsole() {
     std::fputs("initialized STDOUT\n", stdout);
     std::fflush(stdout);
 
-    HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    HANDLE input = g_getStdHandle(STD_INPUT_HANDLE);
     if (input == INVALID_HANDLE_VALUE || input == nullptr) {
         char code[16];
         std::snprintf(code, sizeof code, "%08x", static_cast<unsigned>(GetLastError()));

@@ -16,6 +16,10 @@ int __stdcall SystemCreatePipe(void** read, void** write, void* attributes, unsi
 
 vsk::detail::CreatePipeFn g_createPipe = SystemCreatePipe;
 
+int __stdcall SystemCloseHandle(void* handle) { return ::CloseHandle(handle); }
+
+vsk::detail::CloseHandleFn g_closeHandle = SystemCloseHandle;
+
 bool Held(HANDLE handle) { return handle != INVALID_HANDLE_VALUE; }
 
 // Closes a held handle and marks it invalid, keeping the caller's last error.
@@ -23,7 +27,7 @@ void CloseHeld(void*& handle) {
     if (!Held(handle))
         return;
     const vsk::detail::CLastErrorKeeper keep;
-    CloseHandle(handle);
+    g_closeHandle(handle);
     handle = INVALID_HANDLE_VALUE;
 }
 
@@ -44,6 +48,12 @@ namespace vsk::detail {
 CreatePipeFn SetCreatePipeFunction(CreatePipeFn function) {
     CreatePipeFn previous = g_createPipe;
     g_createPipe = function ? function : SystemCreatePipe;
+    return previous;
+}
+
+CloseHandleFn SetCloseHandleFunction(CloseHandleFn function) {
+    CloseHandleFn previous = g_closeHandle;
+    g_closeHandle = function ? function : SystemCloseHandle;
     return previous;
 }
 

@@ -74,4 +74,11 @@ namespace vsk::detail {
 using CreatePipeFn = int(__stdcall*)(void** read, void** write, void* attributes, unsigned long size);
 VSK_API CreatePipeFn SetCreatePipeFunction(CreatePipeFn function);
 
+/// The handle closer of CVskPipe's assignment and destructor, with the
+/// signature of CloseHandle. Tests replace it to see the order of the two
+/// closes, which the system cannot show; nullptr restores the system's.
+/// Returns the previous one. Thread safety: none.
+using CloseHandleFn = int(__stdcall*)(void* handle);
+VSK_API CloseHandleFn SetCloseHandleFunction(CloseHandleFn function);
+
 } // namespace vsk::detail

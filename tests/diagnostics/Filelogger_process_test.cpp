@@ -269,3 +269,51 @@ TEST(AllocConsole, GuiProgramGetsAConsoleWithItsThreeStandardStreams) {
 }
 
 } // namespace
+
+namespace {
+
+// Runs the GUI child in `mode` (its result file last) and gives the result
+// file's text.
+std::string RunGuiChild(const std::string& mode, const vsktest::CTempDir& dir) {
+    const std::string result = dir.File("console.txt");
+    const std::string program = ProgramFolder() + "\\vsk_log_gui_child.exe";
+    std::string commandLine = "\"" + program + "\" " + mode + " " + result;
+    STARTUPINFOA plain{};
+    plain.cb = sizeof plain;
+    CChild child;
+    child.started = CreateProcessA(program.c_str(), &commandLine[0], nullptr, nullptr, FALSE, DETACHED_PROCESS,
+                                   nullptr, nullptr, &plain, &child.info) != FALSE;
+    if (!child.started)
+        return "<not started: " + vsktest::Win32ErrorText(GetLastError()) + ">";
+    if (WaitForSingleObject(child.info.hProcess, 60000) != WAIT_OBJECT_0)
+        return "<child did not end>";
+    DWORD code = 1;
+    GetExitCodeProcess(child.info.hProcess, &code);
+    if (code != 0)
+        return "<child exit code " + std::to_string(code) + ">";
+    return ReadOrMissing(result);
+}
+
+} // namespace
+
+// The process has a console already, so AllocConsole fails: the call only
+// closes the log's stream (the log file can be renamed) and writes nothing.
+TEST(AllocConsole, WhenAllocConsoleFailsOnlyTheStreamIsClosedAndNothingIsWritten) {
+    vsktest::CTempDir dir;
+    EXPECT_EQ("moved=1\n", RunGuiChild("twice", dir));
+}
+
+// An invalid standard input: after the output is attached and announced, the
+// last error (6) is printed as eight hexadecimal digits and nothing else
+// follows (no input or error stream is attached). A new console always gives
+// a valid input handle here, even to a program whose parent handed over the
+// invalid value, so the child's lookup of the standard handles is replaced.
+TEST(AllocConsole, InvalidInputHandlePrintsTheLastErrorAsEightHexDigitsDrivenByALookupBecauseANewConsoleAlwaysHasInput) {
+    vsktest::CTempDir dir;
+    EXPECT_EQ("initialized STDOUT\n00000006\n", RunGuiChild("noinput", dir));
+}
+
+TEST(FreeConsole, ClosesTheLogsStreamAndDetachesTheConsole) {
+    vsktest::CTempDir dir;
+    EXPECT_EQ("console=0\nmoved=1\n", RunGuiChild("freeconsole", dir));
+}

@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -449,4 +451,160 @@ TEST(GetWindowList, ThreadWithoutWindowsAddsNothing) {
     worker.join();
     EXPECT_EQ(1u, list.size());
     EXPECT_FALSE(result) << "EnumThreadWindows returns 0 when it finds no window";
+}
+
+namespace {
+
+// Starts the child in its "handles" mode and gives what it reported.
+std::string ChildHandles(const std::function<bool(char* command)>& start, const vsktest::CTempDir& dir) {
+    const std::string report = dir.File("handles.txt");
+    std::string command = ChildCommand("handles \"" + report + "\"");
+    if (!start(&command[0]))
+        return "<not started>";
+    for (int i = 0; i < 300 && GetFileAttributesA(report.c_str()) == INVALID_FILE_ATTRIBUTES; ++i)
+        Sleep(100);
+    Sleep(200);
+    return vsktest::ReadFileBytes(report);
+}
+
+} // namespace
+
+// Standard handles that CreateProcessA is given as null are passed on as
+// null. This platform puts the new console's handles in their place in the
+// child (where the documented behaviour leaves them null), so what the child
+// can tell apart is null from the invalid value: it never sees the invalid
+// value for a null handle.
+TEST(CreateProcessA, NullStandardHandlesArePassedAsNullNotAsTheInvalidValue) {
+    vsktest::CTempDir dir;
+    const std::string report = ChildHandles(
+        [](char* command) {
+            return vsk::CreateProcessA(nullptr, command, SW_HIDE, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+        },
+        dir);
+    EXPECT_EQ(0u, report.find("in=")) << report;
+    EXPECT_EQ(std::string::npos, report.find("ffffffff")) << report;
+}
+
+TEST(CreateProcessA, ChildRunsInANewConsoleOfItsOwn) {
+    // This program's own console (if it has one) gets a title of its own, so
+    // that a child sharing it would report that title.
+    const bool parentHasConsole = SetConsoleTitleA("vsk-parent-console") != 0;
+    vsktest::CTempDir dir;
+    const std::string report = ChildHandles(
+        [](char* command) {
+            return vsk::CreateProcessA(nullptr, command, SW_HIDE, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+        },
+        dir);
+    EXPECT_EQ(std::string::npos, report.find("title=<none>")) << report << " (parent console: " << parentHasConsole
+                                                              << ")";
+    EXPECT_EQ(std::string::npos, report.find("title=vsk-parent-console")) << report;
+    EXPECT_NE(std::string::npos, report.find("title=")) << report;
+}
+
+TEST_F(RecordedPipes, UsePipePassesTheInvalidValueForStreamsWithoutAPipe) {
+    vsktest::CTempDir dir;
+    vsk::CVskPipe out;
+    const std::string report = ChildHandles(
+        [&](char* command) {
+            return vsk::CreateProcessUsePipe(nullptr, command, SW_HIDE, nullptr, nullptr, nullptr, nullptr, &out,
+                                             nullptr);
+        },
+        dir);
+    EXPECT_EQ(0u, report.find("in=ffffffff out=")) << report;
+    EXPECT_NE(std::string::npos, report.find(" err=ffffffff title=")) << report;
+    EXPECT_EQ(std::string::npos, report.find("out=ffffffff")) << report;
+}
+
+namespace {
+
+// Each pipe the recorder makes carries its number ("1", "2", "3") from the
+// start, so that the caller's pipes tell in which order they were made.
+int __stdcall NumberingCreatePipe(void** read, void** write, void* attributes, unsigned long size) {
+    if (!RecordingCreatePipe(read, write, attributes, size))
+        return FALSE;
+    const char number = static_cast<char>('0' + g_pipeCalls.size());
+    DWORD written = 0;
+    WriteFile(*write, &number, 1, &written, nullptr);
+    return TRUE;
+}
+
+// The first byte waiting in a pipe, without waiting for one.
+std::string FirstByte(void* read) {
+    DWORD available = 0;
+    if (!PeekNamedPipe(read, nullptr, 0, nullptr, &available, nullptr) || available == 0)
+        return "<empty>";
+    char byte = 0;
+    DWORD got = 0;
+    ReadFile(read, &byte, 1, &got, nullptr);
+    return std::string(1, byte);
+}
+
+} // namespace
+
+TEST_F(RecordedPipes, UsePipeMakesTheOutputThenTheErrorThenTheInputPipe) {
+    vsk::detail::SetCreatePipeFunction(NumberingCreatePipe);
+    vsk::CVskPipe in, out, err;
+    // No child reads or writes them: the program does not exist.
+    std::string command = "\"C:\\no\\such\\folder\\vsk-missing-program.exe\"";
+    EXPECT_FALSE(vsk::CreateProcessUsePipe(nullptr, &command[0], SW_HIDE, nullptr, nullptr, nullptr, &in, &out,
+                                           &err));
+    ASSERT_EQ(3u, g_pipeCalls.size());
+    EXPECT_EQ("1", FirstByte(out.ReadHandle()));
+    EXPECT_EQ("2", FirstByte(err.ReadHandle()));
+    EXPECT_EQ("3", FirstByte(in.ReadHandle()));
+}
+
+namespace {
+
+std::vector<void*> g_closed;
+
+int __stdcall RecordingCloseHandle(void* handle) {
+    g_closed.push_back(handle);
+    return CloseHandle(handle);
+}
+
+// Records the handles that pipes close, in order, while it lives.
+class CCloseRecorder {
+public:
+    CCloseRecorder() {
+        g_closed.clear();
+        m_previous = vsk::detail::SetCloseHandleFunction(RecordingCloseHandle);
+    }
+    ~CCloseRecorder() { vsk::detail::SetCloseHandleFunction(m_previous); }
+    CCloseRecorder(const CCloseRecorder&) = delete;
+    CCloseRecorder& operator=(const CCloseRecorder&) = delete;
+
+private:
+    vsk::detail::CloseHandleFn m_previous = nullptr;
+};
+
+} // namespace
+
+TEST(CVskPipe, DestructorClosesTheWriteEndBeforeTheReadEndRecordedBecauseThePlatformCannotShowTheOrder) {
+    vsk::CVskPipe* pipe = new vsk::CVskPipe;
+    pipe->Create(0, 0);
+    void* const read = pipe->ReadHandle();
+    void* const write = pipe->WriteHandle();
+    {
+        CCloseRecorder recorder;
+        delete pipe;
+    }
+    ASSERT_EQ(2u, g_closed.size());
+    EXPECT_EQ(write, g_closed[0]);
+    EXPECT_EQ(read, g_closed[1]);
+}
+
+TEST(CVskPipe, AssignmentClosesTheWriteEndBeforeTheReadEndRecordedBecauseThePlatformCannotShowTheOrder) {
+    vsk::CVskPipe target;
+    target.Create(0, 0);
+    void* const read = target.ReadHandle();
+    void* const write = target.WriteHandle();
+    const vsk::CVskPipe empty;
+    {
+        CCloseRecorder recorder;
+        target = empty;
+    }
+    ASSERT_EQ(2u, g_closed.size());
+    EXPECT_EQ(write, g_closed[0]);
+    EXPECT_EQ(read, g_closed[1]);
 }

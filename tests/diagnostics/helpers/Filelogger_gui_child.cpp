@@ -5,6 +5,19 @@
 // The result file gets one line per console row that holds text, then
 // "stdout-console=<0|1>" telling whether the standard output handle is a
 // console. Exit 0 when the result file was written.
+//   Filelogger_gui_child twice <result file>
+// Makes a console itself, names the log "<result file>.log" and writes a line
+// to it, then calls FileLogger_AllocConsole, whose AllocConsole fails; the
+// result file gets the console's rows, then "moved=<0|1>" telling whether the
+// log could be renamed afterwards (its stream closed).
+//   Filelogger_gui_child noinput <result file>
+// Calls FileLogger_AllocConsole with a standard-handle lookup that gives the
+// invalid value, last error 6, for the input; the result file gets the
+// console's rows.
+//   Filelogger_gui_child freeconsole <result file>
+// Makes a console itself, names the log and writes a line as "twice" does,
+// then calls FileLogger_FreeConsole; the result file gets "console=<0|1>"
+// (whether a console is still attached) and "moved=<0|1>".
 #include "diagnostics/Filelogger.h"
 #include "platform/Win32.h"
 
@@ -41,9 +54,64 @@ std::string ConsoleRows() {
     return rows;
 }
 
+bool WriteResult(const std::string& path, const std::string& result) {
+    FILE* out = std::fopen(path.c_str(), "wb");
+    if (!out)
+        return false;
+    std::fwrite(result.data(), 1, result.size(), out);
+    std::fclose(out);
+    return true;
+}
+
+// Names the log "<result>.log" and writes a line, so that its stream is open.
+std::string OpenLog(const std::string& resultPath) {
+    const std::string log = resultPath + ".log";
+    FileLogger_SetLogFileName(log.c_str());
+    FileLogger_PutLine("open");
+    return log;
+}
+
+std::string Moved(const std::string& log) {
+    return std::string("moved=") + (MoveFileA(log.c_str(), (log + ".moved").c_str()) ? "1" : "0") + "\n";
+}
+
+void* __stdcall NoInput(unsigned long which) {
+    if (which == STD_INPUT_HANDLE) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return INVALID_HANDLE_VALUE;
+    }
+    return GetStdHandle(which);
+}
+
+bool StartsWith(const std::string& text, const std::string& head) { return text.compare(0, head.size(), head) == 0; }
+
 } // namespace
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR commandLine, int) {
+    const std::string arguments = commandLine;
+    if (StartsWith(arguments, "twice ")) {
+        const std::string resultPath = arguments.substr(6);
+        if (!AllocConsole())
+            return 2;
+        const std::string log = OpenLog(resultPath);
+        FileLogger_AllocConsole();
+        return WriteResult(resultPath, ConsoleRows() + Moved(log)) ? 0 : 1;
+    }
+    if (StartsWith(arguments, "noinput ")) {
+        const std::string resultPath = arguments.substr(8);
+        vsk::detail::SetGetStdHandleFunction(NoInput);
+        FileLogger_AllocConsole();
+        return WriteResult(resultPath, ConsoleRows()) ? 0 : 1;
+    }
+    if (StartsWith(arguments, "freeconsole ")) {
+        const std::string resultPath = arguments.substr(12);
+        if (!AllocConsole())
+            return 2;
+        const std::string log = OpenLog(resultPath);
+        FileLogger_FreeConsole();
+        const std::string console = std::string("console=") + (GetConsoleWindow() ? "1" : "0") + "\n";
+        return WriteResult(resultPath, console + Moved(log)) ? 0 : 1;
+    }
     const std::string resultPath = commandLine;
     FileLogger_AllocConsole();
     FileLogger_PutLine("log line %d", 7);

@@ -9,6 +9,10 @@
 //   startup        writes "cb=<cb> flags=<dwFlags> show=<wShowWindow>" to
 //                  standard output; exit 0.
 //   exit <n>       exits with code n at once.
+//   handles <file> writes into <file> the standard handles that the start-up
+//                  record gave, as "in=<hex> out=<hex> err=<hex>", then
+//                  " title=<console title>" (the title of the console this
+//                  child runs in, "<none>" without one); exit 0.
 #include "platform/Win32.h"
 
 #include <cstdio>
@@ -41,6 +45,23 @@ int main(int argc, char** argv) {
         const int n = std::snprintf(text, sizeof text, "cb=%lu flags=%lu show=%u", info.cb, info.dwFlags,
                                     static_cast<unsigned>(info.wShowWindow));
         return WriteAll(GetStdHandle(STD_OUTPUT_HANDLE), text, static_cast<DWORD>(n)) ? 0 : 3;
+    }
+    if (argc >= 3 && std::strcmp(argv[1], "handles") == 0) {
+        STARTUPINFOA info{};
+        info.cb = sizeof info;
+        GetStartupInfoA(&info);
+        char title[256] = "<none>";
+        if (GetConsoleTitleA(title, sizeof title) == 0 && GetLastError() != 0)
+            std::strcpy(title, "<none>");
+        char text[512];
+        const int n = std::snprintf(text, sizeof text, "in=%p out=%p err=%p title=%s", info.hStdInput,
+                                    info.hStdOutput, info.hStdError, title);
+        HANDLE file = CreateFileA(argv[2], GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+        if (file == INVALID_HANDLE_VALUE)
+            return 6;
+        const bool ok = WriteAll(file, text, static_cast<DWORD>(n));
+        CloseHandle(file);
+        return ok ? 0 : 7;
     }
     const char marker[] = "VSK-CHILD-STDERR\n";
     if (!WriteAll(GetStdHandle(STD_ERROR_HANDLE), marker, sizeof marker - 1))
