@@ -4,6 +4,7 @@
 
 #include "platform/Win32.h"
 #include "tests/support/TestSupport.h"
+#include "tests/threading/ImportSlots.h"
 
 #include <gtest/gtest.h>
 
@@ -1567,3 +1568,34 @@ TEST(CVskDIBBlt, WithoutPixelMemoryOnEitherSideCopiesNothing) {
     empty.Blt(0, 0, &src);
     EXPECT_EQ(empty.GetBits(), nullptr);
 }
+
+namespace {
+
+// GDI answers GDI_ERROR only for compressed (JPEG or PNG) images a driver
+// cannot draw; the bitmap always hands it uncompressed rows, and this
+// platform answers 0 for every other failure (null bits, bad or deleted
+// contexts, bad headers). So the system call is replaced for the test.
+int WINAPI StretchDIBitsAnsweringGdiError(HDC, int, int, int, int, int, int, int, int, const void*,
+                                          const BITMAPINFO*, UINT, DWORD) {
+    return GDI_ERROR;
+}
+
+TEST(CVskDIBPaint, GdiErrorGivesFalseDrivenByAReplacedCallBecauseThePlatformNeverAnswersIt) {
+    CVskDIB dib(2, 2);
+    HDC target = CreateCompatibleDC(nullptr);
+    ASSERT_NE(target, nullptr);
+    {
+        void* original = nullptr;
+        vsktest::CImportSlotPatch patch("StretchDIBits", reinterpret_cast<void*>(&StretchDIBitsAnsweringGdiError),
+                                        &original);
+        ASSERT_TRUE(patch.Patched()) << "voskellib.dll imports no StretchDIBits";
+        EXPECT_FALSE(dib.StretchDIBits(target, 0, 0));
+        EXPECT_FALSE(dib.StretchDIBits(target, 0, 0, 2.0, 2.0));
+        EXPECT_FALSE(dib.StretchDIBits(target, 0, 0, 2, 2, 0, 0, 2, 2));
+    }
+    // The real call again: 0 lines or more is success.
+    EXPECT_TRUE(dib.StretchDIBits(target, 0, 0));
+    DeleteDC(target);
+}
+
+} // namespace
