@@ -302,6 +302,9 @@ namespace {
 struct CSpan {
     const char* data;
     int length;
+    /// NUL bytes that follow the `length` bytes of `data` (they are not read
+    /// from `data`).
+    int nuls = 0;
 };
 
 // A text after `ReplaceAll("/", separator)` on a copy that shares the
@@ -414,24 +417,27 @@ CRoot SplitRoot(const CTurned& text, unsigned char separator) {
     return root;
 }
 
-// The components between separators of bytes `begin`..`end` - 1 of a text,
-// where `begin` is a character boundary and `end` its visible length; empty
-// ones are skipped. These are the non-empty pieces SplitString gives: its
-// pieces are cut from a private copy, which ends at the first NUL.
+// The components between separators of a text of `length` bytes from byte
+// `begin`, a character boundary, where `end` is its visible length; empty ones
+// are skipped. These are the non-empty pieces SplitString gives: its pieces
+// are cut from a private copy, which ends at the first NUL, and a piece that
+// runs past that end is filled up with NUL bytes to its length, so the last
+// component of a text with a NUL ends in NULs (or is made of them).
 class CComponents {
 public:
-    CComponents(const char* s, int begin, int end, unsigned char separator)
-        : m_s(s), m_pos(begin), m_end(end), m_separator(separator) {}
+    CComponents(const char* s, int begin, int end, int length, unsigned char separator)
+        : m_s(s), m_pos(begin), m_end(end), m_length(length), m_separator(separator) {}
 
     bool Next(CSpan& component) {
-        while (m_pos < m_end) {
-            int p = NextMark(m_s, m_pos, m_end, m_separator);
+        while (m_pos < m_length) {
+            int p = m_pos < m_end ? NextMark(m_s, m_pos, m_end, m_separator) : -1;
             if (p < 0)
-                p = m_end;
+                p = m_length;
             const int start = m_pos;
             m_pos = p + 1;
             if (p > start) {
-                component = {m_s + start, p - start};
+                const int real = std::max(std::min(p, m_end) - start, 0);
+                component = {m_s + start, real, p - start - real};
                 return true;
             }
         }
@@ -442,6 +448,7 @@ private:
     const char* m_s;
     int m_pos;
     int m_end;
+    int m_length;
     unsigned char m_separator;
 };
 
@@ -462,13 +469,14 @@ bool HasLeadByte(CSpan text) {
 // no characters to compare, and equal bytes (identical views, or `b` made of
 // single-byte characters only and equal to the start of `a`).
 bool Matches(CSpan a, CSpan b) {
-    if (b.length == 0)
+    const int bLength = b.length + b.nuls;
+    if (bLength == 0)
         return true;
     const int aVisible = VisibleLength(a.data, a.length);
     const int bVisible = VisibleLength(b.data, b.length);
     if (aVisible == bVisible && std::memcmp(a.data, b.data, bVisible) == 0)
         return true;
-    if (bVisible == b.length && bVisible < aVisible && std::memcmp(a.data, b.data, bVisible) == 0 &&
+    if (bVisible == bLength && bVisible < aVisible && std::memcmp(a.data, b.data, bVisible) == 0 &&
         !HasLeadByte(b))
         return true;
     CByteBuilder aText;
@@ -477,7 +485,15 @@ bool Matches(CSpan a, CSpan b) {
     CByteBuilder bText;
     bText.Append(b.data, bVisible);
     bText.Append('\0');
-    return vsk::detail::MbsNICmp(aText.Data(), bText.Data(), b.length) == 0;
+    return vsk::detail::MbsNICmp(aText.Data(), bText.Data(), bLength) == 0;
+}
+
+// A component, its NUL bytes included, followed by a separator.
+void AppendComponent(CByteBuilder& out, CSpan component, unsigned char separator) {
+    out.Append(component.data, component.length);
+    for (int i = 0; i < component.nuls; ++i)
+        out.Append(static_cast<unsigned char>('\0'));
+    out.Append(separator);
 }
 
 // The root (with its separator) in `out`; nothing without one.
@@ -493,7 +509,7 @@ void AppendRoot(CByteBuilder& out, const CTurned& text, const CRoot& root, unsig
 // rule only the first two (or one) count.
 bool IsUp(CSpan component) { return component.length >= 2 && component.data[0] == '.' && component.data[1] == '.'; }
 
-bool IsHere(CSpan component) { return component.data[0] == '.'; }
+bool IsHere(CSpan component) { return component.length >= 1 && component.data[0] == '.'; }
 
 // Where each component of a result begins; the first 64 stay on the stack.
 class COffsets {
@@ -545,21 +561,21 @@ CVskStr FullPath(const CVskStr& base, const CVskStr& path, const CMarks& m) {
     COffsets components;
     CSpan component;
     if (root.found) {
-        for (CComponents list(turnedBase.Data(), root.restStart, turnedBase.Visible(), m.separator);
+        for (CComponents list(turnedBase.Data(), root.restStart, turnedBase.Visible(), turnedBase.Length(),
+                              m.separator);
              list.Next(component);) {
             components.Push(result.Size());
-            result.Append(component.data, component.length);
-            result.Append(m.separator);
+            AppendComponent(result, component, m.separator);
         }
     }
-    for (CComponents list(relative.Data(), 0, relative.Visible(), m.separator); list.Next(component);) {
+    for (CComponents list(relative.Data(), 0, relative.Visible(), relative.Length(), m.separator);
+         list.Next(component);) {
         if (IsUp(component)) {
             if (!components.Empty())
                 result.Shorten(components.Pop()); // never above the root
         } else if (!IsHere(component)) {
             components.Push(result.Size());
-            result.Append(component.data, component.length);
-            result.Append(m.separator);
+            AppendComponent(result, component, m.separator);
         }
     }
     // After a component the last byte is the separator put there, even when
@@ -595,8 +611,10 @@ CVskStr RelPath(const CVskStr& base, const CVskStr& path, const CMarks& m) {
 
     // Leave out the components both start with; the base's other components
     // each give "..", the path's follow.
-    CComponents baseList(turnedBase.Data(), baseRoot.restStart, turnedBase.Visible(), m.separator);
-    CComponents pathList(turnedPath.Data(), pathRoot.restStart, turnedPath.Visible(), m.separator);
+    CComponents baseList(turnedBase.Data(), baseRoot.restStart, turnedBase.Visible(), turnedBase.Length(),
+                         m.separator);
+    CComponents pathList(turnedPath.Data(), pathRoot.restStart, turnedPath.Visible(), turnedPath.Length(),
+                         m.separator);
     CSpan baseComponent{nullptr, 0};
     CSpan pathComponent{nullptr, 0};
     bool hasBase = baseList.Next(baseComponent);
@@ -611,8 +629,7 @@ CVskStr RelPath(const CVskStr& base, const CVskStr& path, const CMarks& m) {
         result.Append(m.separator);
     }
     for (; hasPath; hasPath = pathList.Next(pathComponent)) {
-        result.Append(pathComponent.data, pathComponent.length);
-        result.Append(m.separator);
+        AppendComponent(result, pathComponent, m.separator);
     }
     // The result is "." or ends in a separator put there after "..", or
     // after a component (which may end in a lone lead byte).

@@ -94,6 +94,8 @@ VSK_API vskstr::CVskStr AddDirSep(vskstr::CVskStr path);
 /// skipped, runs of separators count as one. The result ends in a separator
 /// only when `path` does. A `base` without a root is taken as a plain prefix
 /// to which the components are appended directly: it should end in "\\".
+/// Components are split as SplitString splits: in a text holding a NUL, the
+/// last component runs on in NUL bytes to the text's length.
 ///
 /// Example: MakeFullPath("C:\\a\\b", "..\\c\\d.txt") == "C:\\a\\c\\d.txt"
 ///          MakeFullPath("C:\\a", "\\b") == "C:\\a\\b"

@@ -7,10 +7,20 @@
 
 namespace {
 vsk::package::UnitObserver g_observer = nullptr;
+vsk::package::UnitRoutineObserver g_routineObserver = nullptr;
 
 void Notify(const char* unit, bool starting) {
     if (g_observer)
         g_observer(unit, starting);
+}
+
+// Runs a unit's start-up or exit routine, if it has one.
+void RunRoutine(const char* unit, bool startUp, void (*routine)()) {
+    if (!routine)
+        return;
+    if (g_routineObserver)
+        g_routineObserver(unit, startUp);
+    routine();
 }
 } // namespace
 
@@ -22,8 +32,7 @@ void CUnitCounter::Initialize() {
     if (old != 0)
         return;
     Notify(m_name, true);
-    if (m_startUp)
-        m_startUp();
+    RunRoutine(m_name, true, m_startUp);
 }
 
 void CUnitCounter::Finalize() {
@@ -32,8 +41,7 @@ void CUnitCounter::Finalize() {
     if (old != -1)
         return;
     Notify(m_name, false);
-    if (m_exit)
-        m_exit();
+    RunRoutine(m_name, false, m_exit);
 }
 
 } // namespace vsk::detail
@@ -108,6 +116,12 @@ void Finalize() {
     Filelogger::Finalize();
     Cloneable::Finalize();
     Voskellib::Finalize();
+}
+
+UnitRoutineObserver SetUnitRoutineObserver(UnitRoutineObserver observer) {
+    UnitRoutineObserver previous = g_routineObserver;
+    g_routineObserver = observer;
+    return previous;
 }
 
 UnitObserver SetUnitObserver(UnitObserver observer) {

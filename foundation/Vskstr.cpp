@@ -48,14 +48,20 @@ void SplitInto(Container& out, const vskstr::CVskStr& source, const vskstr::CVsk
     const int length = source.Length();
     const char* data = source.c_str();
     // Each piece is cut from a private copy of the source, which keeps only
-    // the bytes before its first NUL; pieces are clamped to those bytes.
+    // the bytes before its first NUL: a piece that runs past them gets that
+    // copy's terminating NUL and NULs after it (see SubStr), up to its length.
     const int viewLength = static_cast<int>(std::find(data, data + length, '\0') - data);
     for (int i = 0; i < length;) {
         int p = source.Pos(separator, i);
         if (p < 0)
             p = length;
-        const int start = std::min(i, viewLength);
-        out.emplace_back(data + start, std::min(p - i, viewLength - start));
+        if (p <= viewLength) {
+            out.emplace_back(data + i, p - i);
+        } else {
+            std::string piece(data + std::min(i, viewLength), data + viewLength);
+            piece.resize(static_cast<std::size_t>(p - i), '\0');
+            out.emplace_back(piece.data(), static_cast<int>(piece.size()));
+        }
         i = p + separator.Length();
     }
 }

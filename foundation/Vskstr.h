@@ -123,7 +123,10 @@ private:
 /// Appends to `out` the pieces of `source` between occurrences of
 /// `separator`. Two touching separators give an empty piece; a separator at
 /// the end gives no empty last piece; an empty source gives nothing. `out` is
-/// not cleared. The pieces are taken from the C-string view of `source`.
+/// not cleared. Each piece is cut from a private copy of `source`, which
+/// ends at its first NUL: a piece that runs past that end holds the copy's
+/// terminating NUL and NUL bytes after it, up to the piece's length (so
+/// "a" NUL at "," gives the 2 bytes "a" NUL).
 /// Errors: std::invalid_argument "SplitString()" for an empty separator.
 ///
 /// Example: SplitString(out, "a,,b", ",") appends "a", "", "b".

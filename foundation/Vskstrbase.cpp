@@ -165,12 +165,17 @@ template <typename T>
 CVskStrBase<T>& CVskStrBase<T>::SubStr(int start, int len) {
     if (len < 0)
         throw std::length_error("CVskStrBase<T>::SubStr()");
+    // The range is read from the (private) text and its terminating NUL; units
+    // further out are taken as NUL too rather than read from memory this
+    // string does not own. A negative start is taken as 0.
     std::basic_string<T>& text = MutableText();
     const int length = static_cast<int>(text.size());
-    start = ClampIndex(start, length);
-    len = std::min(len, length - start);
-    text.erase(start + len);
-    text.erase(0, start);
+    start = std::max(start, 0);
+    if (start >= length)
+        text.clear();
+    else
+        text.erase(0, start);
+    text.resize(static_cast<std::size_t>(len), T());
     return *this;
 }
 

@@ -56,9 +56,12 @@ public:
     int Strnicmp(int pos, const CVskStrBase& other, int otherPos, int n) const;
 
     /// Changes this string to the `len` units that begin at `start` and returns
-    /// it. The string is made private first, so a shared string holding NUL
-    /// units is cut at its first NUL before the range is taken; the range is
-    /// then clamped to the units that exist.
+    /// it; the result always has `len` units. The string is made private first,
+    /// so a shared string holding NUL units is cut at its first NUL before the
+    /// range is taken. The unit right after the last one is the terminating
+    /// NUL, and a range that runs onto it takes it; units further out are NUL
+    /// as well (nothing outside the string is read). A negative `start` is
+    /// taken as 0.
     /// Errors: std::length_error for a negative `len`.
     ///
     /// Example: CVskStr("abc").SubStr(1, 1) == "b"

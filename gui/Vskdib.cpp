@@ -152,15 +152,17 @@ bool CVskDIB::CreateBitmap(int width, int height) {
     m_memDC = nullptr;
     m_bitmap = nullptr;
     m_bits = nullptr;
+    // The memory context comes before the pixel memory: a size refused here
+    // leaves one, as a size the system refuses does.
+    if (HDC display = CreateDCA("DISPLAY", nullptr, nullptr, nullptr)) {
+        m_memDC = CreateCompatibleDC(display);
+        DeleteDC(display);
+    }
     if (width <= 0 || height <= 0 || stride > kMaxPixelBytes / height) {
         return false;
     }
 
     BITMAPINFOHEADER header = TopDownHeader(width, height);
-    if (HDC display = CreateDCA("DISPLAY", nullptr, nullptr, nullptr)) {
-        m_memDC = CreateCompatibleDC(display);
-        DeleteDC(display);
-    }
     void* bits = nullptr;
     m_bitmap = CreateDIBSection(m_memDC, reinterpret_cast<BITMAPINFO*>(&header), DIB_RGB_COLORS, &bits,
                                 nullptr, 0);

@@ -11,9 +11,26 @@ namespace {
 constexpr int kRepeatYears = 28;
 constexpr __time32_t kRepeatSeconds = (kRepeatYears * 365 + 7) * 86400;
 
+// Moves whole years out of the month so that it lies in 0..11, as the
+// documented normalisation does (month -1 is December of the year before).
+// The 1969 retry below must see the year the month falls in: month -1 of
+// 1970 reads as 1970 but is refused as 1969, and its retry 28 years later
+// came out a year late.
+void NormaliseMonth(std::tm* t) {
+    int years = t->tm_mon / 12;
+    int month = t->tm_mon % 12;
+    if (month < 0) {
+        month += 12;
+        --years;
+    }
+    t->tm_year += years;
+    t->tm_mon = month;
+}
+
 } // namespace
 
 __time32_t Mktime32(std::tm* t) {
+    NormaliseMonth(t);
     const __time32_t direct = _mktime32(t);
     if (direct != -1)
         return direct;

@@ -14,7 +14,9 @@ namespace vsk::detail {
 /// Wine's `_mktime32` refuses any record whose year is 1969, even when its UTC
 /// value is 0 or more (1969-12-31 19:00 EST is the epoch);
 /// tests/calendar/Vskdatetime_test.cpp (PackedConstructorWestOfUtc...) pins
-/// this one.
+/// this one. The month is moved into 0..11 first, whole years going into the
+/// year, so that a record whose month falls in 1969 (month -1 of 1970) takes
+/// the same path as any 1969 record.
 __time32_t Mktime32(std::tm* t);
 
 } // namespace vsk::detail

@@ -384,20 +384,32 @@ TEST(FullAndRelPathBadInput, OnlyFullStops) {
     ExpectRel({"C:\\.", "C:\\..", "..\\.."}); // but ".." does not match "."
 }
 
-TEST(FullAndRelPathBadInput, EmbeddedNulEndsTheComponents) {
+// A component is cut from a private copy of the text, which ends at the first
+// NUL; the last one runs on over that copy's terminating NUL and, by the
+// string's choice, NULs further out, up to the text's length.
+TEST(FullAndRelPathBadInput, ChoiceEmbeddedNulFillsTheLastComponentWithNuls) {
     const CVskStr path = Str(std::string("b\0\\c", 4));
-    EXPECT_EQ(Bytes(vsk::MakeFullPath("C:\\a", path)), "C:\\a\\b");
-    EXPECT_EQ(Bytes(vsk::MakeRelPath("C:\\a", Str(std::string("C:\\a\\b\0\\c", 9)))), "b");
+    EXPECT_EQ(Bytes(vsk::MakeFullPath("C:\\a", path)), std::string("C:\\a\\b\0\0\0", 9));
+    EXPECT_EQ(Bytes(vsk::MakeRelPath("C:\\a", Str(std::string("C:\\a\\b\0\\c", 9)))), std::string("b\0\0\0", 4));
     const CVskStr base = Str(std::string("C:\\a\0\\b", 7));
-    EXPECT_EQ(Bytes(vsk::MakeFullPath(base, "x")), "C:\\a\\x");
+    EXPECT_EQ(Bytes(vsk::MakeFullPath(base, "x")), std::string("C:\\a\0\0\0\\x", 9));
+    // Components compare as C strings: "a" and NULs matches "a".
     EXPECT_EQ(Bytes(vsk::MakeRelPath(base, "C:\\a\\x")), "x");
+}
+
+TEST(FullAndRelPathBadInput, ComponentEndingOnTheTerminatingNulKeepsIt) {
+    EXPECT_EQ(Bytes(vsk::MakeFullPath("C:\\", Str(std::string("a\0", 2)))), std::string("C:\\a\0", 5));
+    EXPECT_EQ(Bytes(vsk::MakeFullPath("C:\\", Str(std::string("\x95\x5C\\a\0", 5)))),
+              std::string("C:\\\x95\x5C\\a\0", 8));
+    EXPECT_EQ(Bytes(vsk::MakeRelPath("C:\\", Str(std::string("C:\\x\\\0", 6)))), std::string("x\\\0", 3));
 }
 
 TEST(FullAndRelPathBadInput, NulAfterATrailingSeparator) {
     // The trailing flag looks at the last character of the whole text, which
-    // here is "x" after the NUL.
+    // here is "x" after the NUL; the component after the separator is the
+    // private copy's terminating NUL and one NUL further out.
     const CVskStr path = Str(std::string("b\\\0x", 4));
-    EXPECT_EQ(Bytes(vsk::MakeFullPath("C:\\a", path)), "C:\\a\\b");
+    EXPECT_EQ(Bytes(vsk::MakeFullPath("C:\\a", path)), std::string("C:\\a\\b\\\0\0", 9));
 }
 
 TEST(FullAndRelPathBadInput, UnpairedLeadByteAtTheEnd) {

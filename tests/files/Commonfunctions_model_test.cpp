@@ -1,6 +1,7 @@
 // Commonfunctions_model_test.cpp - the path functions against a slow model
 // of them written step by step with the string's own operations (Pos,
-// ReplaceAll, SplitString, Strnicmp, LastChar), on many generated texts full
+// ReplaceAll, Strnicmp, LastChar; the split into components is worked on plain
+// bytes, so that it checks SplitString's pieces too), on many generated texts full
 // of the awkward bytes: NULs, forward slashes, colons, full stops, lead bytes
 // alone, double-byte characters whose trail byte is 0x5C or a letter, and
 // letters in both cases. The library walks the bytes itself for speed; this
@@ -141,13 +142,31 @@ bool SplitRoot(CVskStr path, CVskStr& root, CVskStr& rest) {
     return true;
 }
 
+// SplitString's step, worked on plain bytes: the piece is cut from a private
+// copy of the text (its bytes before the first NUL, then its terminating NUL);
+// bytes further out are taken as NUL.
+CVskStr PieceOfPrivateCopy(const CVskStr& text, int start, int length) {
+    std::string copy(text.c_str());
+    copy.push_back('\0');
+    std::string piece;
+    for (int k = 0; k < length; ++k) {
+        const std::size_t at = static_cast<std::size_t>(start + k);
+        piece.push_back(at < copy.size() ? copy[at] : '\0');
+    }
+    return Str(piece);
+}
+
 template <typename Container>
 void Components(Container& out, const CVskStr& text) {
-    Container pieces;
-    vskstr::SplitString(pieces, text, kSep);
-    for (const CVskStr& piece : pieces)
+    for (int i = 0; i < text.Length();) {
+        int p = text.Pos(kSep, i);
+        if (p < 0)
+            p = text.Length();
+        const CVskStr piece = PieceOfPrivateCopy(text, i, p - i);
         if (piece.Length() > 0)
             out.push_back(piece);
+        i = p + kSep.Length();
+    }
 }
 
 // The library's copies of its arguments share their buffers, so a

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -143,6 +144,67 @@ TEST(PackageDescription, RequiresTheFrameworkPackagesAndContainsTheUnitsInOrder)
     EXPECT_EQ((std::vector<std::string>{"rtl60", "vcl60", "dbrtl60", "vcldb60"}), ReadNames(record, at));
     EXPECT_EQ(kUnitOrder, ReadNames(record, at));
     EXPECT_EQ(record.size(), at);
+}
+
+// --- start-up and exit routines ------------------------------------------------
+
+std::vector<std::string> g_routines;
+
+void RecordRoutine(const char* unit, bool startUp) {
+    g_routines.push_back(std::string(startUp ? "start-up " : "exit ") + unit);
+}
+
+// The routines that run over one whole stop and restart of the package, in
+// the order they ran.
+std::vector<std::string> RoutinesOfARestart() {
+    g_routines.clear();
+    vsk::package::UnitRoutineObserver previous = vsk::package::SetUnitRoutineObserver(RecordRoutine);
+    vsk::package::Finalize();
+    vsk::package::Initialize();
+    vsk::package::SetUnitRoutineObserver(previous);
+    return g_routines;
+}
+
+TEST(UnitRoutines, OnlyTheUnitsWithRoutinesRunThemInUnitOrder) {
+    const std::vector<std::string> ran = RoutinesOfARestart();
+    // Exit routines in reverse unit order, start-up routines in unit order.
+    // Commfuncbcb's exit routine is checked on its own below.
+    std::vector<std::string> exits;
+    std::vector<std::string> startUps;
+    for (const std::string& routine : ran) {
+        if (routine == "exit Commfuncbcb")
+            continue;
+        (routine.compare(0, 5, "exit ") == 0 ? exits : startUps).push_back(routine);
+    }
+    EXPECT_EQ((std::vector<std::string>{"exit Vskmemorymanager", "exit Vskdatetime", "exit Commonfunctions",
+                                        "exit Thread", "exit Filelogger"}),
+              exits);
+    EXPECT_EQ((std::vector<std::string>{"start-up Filelogger", "start-up Thread", "start-up Commonfunctions",
+                                        "start-up Vskmemorymanager"}),
+              startUps);
+    // Every exit routine runs before every start-up routine.
+    ASSERT_FALSE(ran.empty());
+    EXPECT_EQ(0u, ran.front().compare(0, 5, "exit "));
+}
+
+TEST(UnitRoutines, ARepeatedPairRunsNoRoutine) {
+    g_routines.clear();
+    vsk::package::UnitRoutineObserver previous = vsk::package::SetUnitRoutineObserver(RecordRoutine);
+    vsk::package::Initialize();
+    vsk::package::Finalize();
+    Vskmath::Finalize();
+    Vskmath::Initialize();
+    vsk::package::SetUnitRoutineObserver(previous);
+    EXPECT_TRUE(g_routines.empty());
+}
+
+TEST(UnitRoutines, CommfuncbcbHasAnExitRoutine) {
+    const std::vector<std::string> ran = RoutinesOfARestart();
+    const bool exits = std::find(ran.begin(), ran.end(), "exit Commfuncbcb") != ran.end();
+    if (!exits)
+        GTEST_SKIP() << "Commfuncbcb has no exit routine yet: its unit (framework/CommFuncBCB.cpp) is to get one "
+                        "that destroys the wild-card conversion table";
+    EXPECT_EQ(1, std::count(ran.begin(), ran.end(), "exit Commfuncbcb"));
 }
 
 } // namespace

@@ -1,7 +1,7 @@
-// Vskstr_reference_test.cpp - ReplaceAll and SplitString take one pass over
-// the text; here they are checked byte for byte against the plain step-by-step
-// algorithms (search, replace or cut, search again) on random inputs with NUL
-// bytes, shared buffers and double-byte characters.
+// Vskstr_reference_test.cpp - ReplaceAll, SubStr and SplitString checked byte
+// for byte against the plain step-by-step algorithms (search, replace or cut,
+// search again; SubStr worked on plain bytes) on random inputs with NUL bytes,
+// shared buffers and double-byte characters.
 #include "foundation/Vskstr.h"
 
 #include <gtest/gtest.h>
@@ -29,14 +29,36 @@ void ReferenceReplaceAll(CVskStr& s, const CVskStr& pattern, const CVskStr& with
     }
 }
 
-// Step by step: each piece is cut from a copy of the source.
-void ReferenceSplit(std::deque<CVskStr>& out, const CVskStr& source, const CVskStr& separator) {
+// The documented SubStr on a string whose buffer holds `bytes`, worked on
+// plain bytes: a shared buffer is made private from its C-string view (cut at
+// the first NUL), then `len` bytes are read from `start` of that buffer,
+// whose terminating NUL follows its last byte. Bytes further out are taken as
+// NUL (the library reads no memory it does not own).
+std::string ReferenceSubStr(const std::string& bytes, bool shared, int start, int len) {
+    std::string buffer = shared ? std::string(bytes.c_str()) : bytes;
+    buffer.push_back('\0'); // the terminator
+    if (start < 0)
+        start = 0;
+    std::string piece;
+    for (int k = 0; k < len; ++k) {
+        const std::size_t at = static_cast<std::size_t>(start) + k;
+        piece.push_back(at < buffer.size() ? buffer[at] : '\0');
+    }
+    return piece;
+}
+
+// Step by step: each piece is cut from a copy of the source (which shares
+// its buffer, so the cut is made on the C-string view).
+template <typename Container>
+void ReferenceSplit(Container& out, const CVskStr& source, const CVskStr& separator) {
+    const std::string bytes(source.c_str(), source.Length());
     int i = 0;
     while (i < source.Length()) {
         int p = source.Pos(separator, i);
         if (p < 0)
             p = source.Length();
-        out.push_back(CVskStr(source).SubStr(i, p - i));
+        const std::string piece = ReferenceSubStr(bytes, true, i, p - i);
+        out.push_back(CVskStr(piece.data(), static_cast<int>(piece.size())));
         i = p + separator.Length();
     }
 }
@@ -87,22 +109,57 @@ TEST(ReplaceAllReference, OnePassMatchesTheStepByStepAlgorithm) {
     }
 }
 
-TEST(SplitStringReference, OnePassMatchesTheStepByStepAlgorithm) {
-    std::mt19937 random(1122);
+TEST(SubStrReference, MatchesTheStepByStepAlgorithmOnSharedAndPrivateStrings) {
+    std::mt19937 random(20261124);
+    std::uniform_int_distribution<int> coin(0, 1);
+    std::uniform_int_distribution<int> position(-2, 30);
+    std::uniform_int_distribution<int> length(0, 30);
+    for (int round = 0; round < 20000; ++round) {
+        const CVskStr text = RandomText(random, 12, true);
+        const std::string bytes = Bytes(text);
+        const bool shared = coin(random) == 1;
+        const int start = position(random);
+        const int len = length(random);
+        CVskStr s(bytes.data(), static_cast<int>(bytes.size()));
+        CVskStr sharer;
+        if (shared)
+            sharer = s;
+        s.SubStr(start, len);
+        ASSERT_EQ(ReferenceSubStr(bytes, shared, start, len), Bytes(s))
+            << "round " << round << " shared " << shared << " text " << testing::PrintToString(bytes)
+            << " start " << start << " len " << len;
+        if (shared) {
+            ASSERT_EQ(bytes, Bytes(sharer));
+        }
+    }
+}
+
+template <typename Container>
+void CheckSplitAgainstTheReference(unsigned seed) {
+    std::mt19937 random(seed);
     for (int round = 0; round < 20000; ++round) {
         const CVskStr text = RandomText(random, 12, true);
         CVskStr separator = RandomText(random, 2, round % 5 == 0);
         if (separator.Length() == 0)
             separator = CVskStr(",");
-        std::deque<CVskStr> fast, slow;
+        Container fast, slow;
         vskstr::SplitString(fast, text, separator);
         ReferenceSplit(slow, text, separator);
         ASSERT_EQ(slow.size(), fast.size()) << "round " << round << " text "
                                             << testing::PrintToString(Bytes(text)) << " separator "
                                             << testing::PrintToString(Bytes(separator));
         for (std::size_t i = 0; i < slow.size(); ++i)
-            ASSERT_EQ(Bytes(slow[i]), Bytes(fast[i])) << "round " << round << " piece " << i;
+            ASSERT_EQ(Bytes(slow[i]), Bytes(fast[i])) << "round " << round << " piece " << i << " text "
+                                                      << testing::PrintToString(Bytes(text));
     }
+}
+
+TEST(SplitStringReference, DequeOutputMatchesTheStepByStepAlgorithm) {
+    CheckSplitAgainstTheReference<std::deque<CVskStr>>(1122);
+}
+
+TEST(SplitStringReference, VectorOutputMatchesTheStepByStepAlgorithm) {
+    CheckSplitAgainstTheReference<std::vector<CVskStr>>(2211);
 }
 
 } // namespace

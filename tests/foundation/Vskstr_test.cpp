@@ -1,6 +1,7 @@
 // Vskstr_test.cpp - vskstr::CVskStr: sharing, copy on write, search, pieces
 // and replacement, in code page 932.
 #include "foundation/Vskstr.h"
+#include "foundation/Vskstrw.h"
 
 #include <gtest/gtest.h>
 
@@ -223,14 +224,45 @@ TEST(CVskStrSubStr, TakesTheRangeInPlaceAndReturnsThisString) {
     EXPECT_EQ("cde", Bytes(s));
 }
 
-TEST(CVskStrSubStr, RangeShortenedByTheNulCutIsClampedNotRead) {
+TEST(CVskStrSubStr, RangeEndingOneBytePastTheNulCutTakesTheTerminatingNul) {
     CVskStr s("ab\0cdef", 7);
     CVskStr copy(s);
-    copy.SubStr(1, 5); // the private copy is "ab": only "b" exists
-    EXPECT_EQ("b", Bytes(copy));
+    copy.SubStr(1, 2); // the private copy is "ab": "b", then its terminating NUL
+    EXPECT_EQ(std::string("b\0", 2), Bytes(copy));
+    EXPECT_EQ(std::string("ab\0cdef", 7), Bytes(s));
+}
+
+TEST(CVskStrSubStr, RangeStartingOnTheTerminatorOfTheNulCutIsThatNul) {
+    CVskStr s("\0", 1);
+    CVskStr copy(s);
+    copy.SubStr(0, 1); // the private copy is "": only its terminator is in range
+    EXPECT_EQ(std::string(1, '\0'), Bytes(copy));
+}
+
+TEST(CVskStrSubStr, ChoiceBytesFurtherOutThanTheTerminatorReadAsNul) {
+    CVskStr s("ab\0cdef", 7);
+    CVskStr copy(s);
+    copy.SubStr(1, 5);
+    EXPECT_EQ(std::string("b\0\0\0\0", 5), Bytes(copy));
     CVskStr other(s);
     other.SubStr(4, 2);
-    EXPECT_EQ("", Bytes(other));
+    EXPECT_EQ(std::string("\0\0", 2), Bytes(other));
+}
+
+TEST(CVskStrSubStr, UnsharedStringKeepsItsNulBytesAndItsTerminatorInRange) {
+    CVskStr s("a\0b", 3); // count 1: nothing is cut
+    s.SubStr(1, 3);
+    EXPECT_EQ(std::string("\0b\0", 3), Bytes(s));
+}
+
+TEST(CVskStrSubStr, WideStringTakesItsTerminatingNulToo) {
+    const wchar_t units[] = {L'a', 0, L'b'};
+    vskstr::CVskStrW s(units, 3);
+    vskstr::CVskStrW copy(s);
+    copy.SubStr(0, 2); // the private copy is L"a"
+    ASSERT_EQ(2, copy.Length());
+    EXPECT_EQ(L'a', copy.c_str()[0]);
+    EXPECT_EQ(L'\0', copy.c_str()[1]);
 }
 
 TEST(CVskStrSubStr, NegativeLengthIsALengthErrorAndLeavesTheText) {
@@ -239,11 +271,16 @@ TEST(CVskStrSubStr, NegativeLengthIsALengthErrorAndLeavesTheText) {
     EXPECT_EQ("abc", Bytes(s));
 }
 
-TEST(CVskStrSubStr, NegativeOrLargeStartIsClamped) {
+TEST(CVskStrSubStr, ChoiceNegativeStartIsTakenAsZero) {
     CVskStr a("abc");
     EXPECT_EQ("ab", Bytes(a.SubStr(-1, 2)));
+}
+
+TEST(CVskStrSubStr, ChoiceStartPastTheEndGivesNulBytes) {
     CVskStr b("abc");
-    EXPECT_EQ("", Bytes(b.SubStr(5, 2)));
+    EXPECT_EQ(std::string("\0\0", 2), Bytes(b.SubStr(5, 2)));
+    CVskStr c("abc");
+    EXPECT_EQ("", Bytes(c.SubStr(5, 0)));
 }
 
 TEST(CVskStrReplace, ReplacesTheInclusiveRange) {
@@ -387,8 +424,24 @@ TEST(SplitString, MultiByteSeparatorAndTrailBytes) {
     EXPECT_EQ((std::vector<std::string>{"a", "b"}), Split("a<>b", "<>"));
 }
 
-TEST(SplitString, PiecesStopAtTheSourcesFirstNul) {
-    EXPECT_EQ((std::vector<std::string>{"a", "b"}), Split(CVskStr("a,b\0c,d", 7), ","));
+TEST(SplitString, ChoiceLastPieceRunsToTheSourcesLengthInNulBytesAfterTheFirstNul) {
+    EXPECT_EQ((std::vector<std::string>{"a", std::string("b\0\0\0\0", 5)}), Split(CVskStr("a,b\0c,d", 7), ","));
+}
+
+TEST(SplitString, PieceEndingOnTheTerminatingNulKeepsIt) {
+    EXPECT_EQ((std::vector<std::string>{std::string("a\0", 2)}), Split(CVskStr("a\0", 2), ","));
+    EXPECT_EQ((std::vector<std::string>{std::string(1, '\0')}), Split(CVskStr("\0", 1), "\\"));
+    EXPECT_EQ((std::vector<std::string>{"x", std::string(1, '\0')}), Split(CVskStr("x,\0", 3), ","));
+    EXPECT_EQ((std::vector<std::string>{"\x95\x5C", std::string("a\0", 2)}),
+              Split(CVskStr("\x95\x5C,a\0", 5), ","));
+}
+
+TEST(SplitString, PieceEndingOnTheTerminatingNulKeepsItInADeque) {
+    std::deque<CVskStr> out;
+    vskstr::SplitString(out, CVskStr("x,\0", 3), ",");
+    ASSERT_EQ(2u, out.size());
+    EXPECT_EQ("x", Bytes(out[0]));
+    EXPECT_EQ(std::string(1, '\0'), Bytes(out[1]));
 }
 
 } // namespace

@@ -3,10 +3,14 @@
 #include "foundation/Vskstrw.h"
 
 #include "platform/Win32.h"
+#include "tests/threading/ImportSlots.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdarg>
+#include <cstddef>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -291,6 +295,51 @@ TEST_F(WideFormatPasses, LongOutputGrowsByTheDoublingRule) {
     w.Format(L"%s", long1200.c_str());
     EXPECT_EQ((std::vector<int>{257, 517, 1037, 2077}), g_passes);
     EXPECT_EQ(long1200, Units(w));
+}
+
+// A text can only outgrow the largest size (2147483647 units) when the
+// process can hold more than a thousand million units at once, which a 32-bit
+// process cannot: the formatter is made to refuse every size and the library's
+// heap to refuse blocks above 64 MiB, so Format fails while growing, as it
+// would on the way to that size.
+int __cdecl RefusingFormatter(wchar_t*, std::size_t, const wchar_t*, va_list) { return -1; }
+void* (*g_originalNew)(std::size_t) = nullptr;
+void* __cdecl NewUpTo64MiB(std::size_t size) {
+    if (size > (std::size_t(64) << 20))
+        throw std::bad_alloc();
+    return g_originalNew(size);
+}
+std::vector<int> g_growthPasses;
+void RecordGrowthPass(int count) { g_growthPasses.push_back(count); }
+
+TEST(CVskStrWFormat, TextThatNeverFitsKeepsTheOldTextDrivenByARefusingFormatterAndA64MiBHeapBecauseNoSuchTextFits) {
+    CVskStrW w(L"old");
+    CVskStrW sharer(w);
+    g_growthPasses.clear();
+    const vsk::detail::FormatPassObserver previous = vsk::detail::SetWideFormatPassObserver(RecordGrowthPass);
+    bool threw = false;
+    {
+        void* formatter = nullptr;
+        vsktest::CImportSlotPatch refuse("_vsnwprintf", reinterpret_cast<void*>(&RefusingFormatter), &formatter);
+        void* allocator = nullptr;
+        vsktest::CImportSlotPatch limit("_Znwj", reinterpret_cast<void*>(&NewUpTo64MiB), &allocator);
+        g_originalNew = reinterpret_cast<void* (*)(std::size_t)>(allocator);
+        ASSERT_TRUE(refuse.Patched() && limit.Patched());
+        try {
+            w.Format(L"%d", 1);
+        } catch (const std::exception&) {
+            threw = true;
+        }
+    }
+    vsk::detail::SetWideFormatPassObserver(previous);
+    EXPECT_TRUE(threw);
+    EXPECT_EQ(L"old", Units(w));
+    EXPECT_EQ(L"old", Units(sharer));
+    // It grew by the rule, pass after pass, until the heap refused.
+    ASSERT_GE(g_growthPasses.size(), 10u);
+    EXPECT_EQ(257, g_growthPasses[0]);
+    for (std::size_t i = 1; i < g_growthPasses.size(); ++i)
+        EXPECT_EQ(vsk::detail::NextWideFormatSize(g_growthPasses[i - 1]), g_growthPasses[i]) << "pass " << i;
 }
 
 TEST(NextWideFormatSize, FollowsTheGrowthRule) {

@@ -57,6 +57,17 @@ TEST(Ucs4Str, FindsTheFirstOccurrence) {
     EXPECT_EQ(nullptr, vskstr::__ucs4str(text.data(), 6, missing.data(), 2));
 }
 
+TEST(Ucs4Str, FindsAMatchAtTheLastPossiblePosition) {
+    const U text = Ucs4("abcde");
+    const U end = Ucs4("de");
+    EXPECT_EQ(text.data() + 3, vskstr::__ucs4str(text.data(), 5, end.data(), 2));
+    const U last = Ucs4("e");
+    EXPECT_EQ(text.data() + 4, vskstr::__ucs4str(text.data(), 5, last.data(), 1));
+    EXPECT_EQ(text.data(), vskstr::__ucs4str(text.data(), 5, text.data(), 5)); // pattern as long as the text
+    // The search ends at slen: a match that would run one unit past it is none.
+    EXPECT_EQ(nullptr, vskstr::__ucs4str(text.data(), 4, end.data(), 2));
+}
+
 TEST(Ucs4Case, UpperAndLowerChangeAsciiLettersOnly) {
     U text = {'a', 'z', 'A', 'Z', '{', '@', 233, 0x3042};
     vskstr::__ucs4upr(text.data(), static_cast<int>(text.size()));

@@ -4,6 +4,7 @@
 
 #include "platform/Win32.h"
 #include "tests/support/TestSupport.h"
+#include "tests/threading/ImportSlots.h"
 
 #include <gtest/gtest.h>
 
@@ -337,8 +338,10 @@ TEST(CVskDIBCreate, PixelsAndPaddingStartZero) {
 
 TEST(CVskDIBCreate, EveryPaddingByteOfEveryRowIsZeroAfterARecreation) {
     // What users rely on: a re-created bitmap shows none of the old bytes in
-    // its padding. The system hands out DIB sections zeroed, so this holds
-    // with or without the bitmap's own zeroing of each row's last 4 bytes.
+    // its padding (it fails if the old pixel memory were reused). It does not
+    // show the bitmap's own zeroing of each row's last 4 bytes: the sections
+    // it asks the system for always come zeroed, and no path of the bitmap
+    // hands it memory the system did not zero.
     for (int width = 1; width <= 8; ++width) {
         SCOPED_TRACE(width);
         CVskDIB dib(width, 4);
@@ -418,6 +421,36 @@ TEST(CVskDIBCreate, CreateBitmapRejectsNonPositiveSizesWithoutABitmap) {
     EXPECT_EQ(dib.GetHeight(), -3);
     EXPECT_FALSE(dib.CreateBitmap(0, 3));
     EXPECT_EQ(dib.GetBits(), nullptr);
+}
+
+TEST(CVskDIBCreate, SizeRejectedBeforeThePixelMemoryStillLeavesTheMemoryContext) {
+    // The memory context is made before the pixel memory, so a size the
+    // bitmap refuses itself leaves one, as a size the system refuses does.
+    const struct {
+        int width;
+        int height;
+    } sizes[] = {{0, 3}, {4, -3}, {-1, -1}, {32767, 32767}, {715827882, 1}};
+    for (const auto& size : sizes) {
+        SCOPED_TRACE(std::to_string(size.width) + " x " + std::to_string(size.height));
+        CVskDIB dib(2, 2);
+        void* old = dib.GetDC();
+        EXPECT_FALSE(dib.CreateBitmap(size.width, size.height));
+        EXPECT_EQ(dib.GetBits(), nullptr);
+        ASSERT_NE(dib.GetDC(), nullptr);
+        EXPECT_EQ(GetObjectType(static_cast<HDC>(dib.GetDC())), DWORD(OBJ_MEMDC));
+        if (dib.GetDC() != old) {
+            EXPECT_EQ(GetObjectType(static_cast<HDC>(old)), 0u) << "the old context was not deleted";
+        }
+    }
+}
+
+TEST(CVskDIBCreate, MemoryContextOfARejectedSizeIsDeletedByTheNextCreation) {
+    CVskDIB dib(2, 2);
+    ASSERT_FALSE(dib.CreateBitmap(0, 0));
+    void* rejected = dib.GetDC();
+    ASSERT_EQ(GetObjectType(static_cast<HDC>(rejected)), DWORD(OBJ_MEMDC));
+    ASSERT_TRUE(dib.CreateBitmap(2, 2));
+    EXPECT_EQ(GetObjectType(static_cast<HDC>(rejected)), 0u);
 }
 
 TEST(CVskDIBCreate, DestroyDropsThePixelsButKeepsTheHandleValues) {
@@ -1567,3 +1600,34 @@ TEST(CVskDIBBlt, WithoutPixelMemoryOnEitherSideCopiesNothing) {
     empty.Blt(0, 0, &src);
     EXPECT_EQ(empty.GetBits(), nullptr);
 }
+
+namespace {
+
+// GDI answers GDI_ERROR only for compressed (JPEG or PNG) images a driver
+// cannot draw; the bitmap always hands it uncompressed rows, and this
+// platform answers 0 for every other failure (null bits, bad or deleted
+// contexts, bad headers). So the system call is replaced for the test.
+int WINAPI StretchDIBitsAnsweringGdiError(HDC, int, int, int, int, int, int, int, int, const void*,
+                                          const BITMAPINFO*, UINT, DWORD) {
+    return GDI_ERROR;
+}
+
+TEST(CVskDIBPaint, GdiErrorGivesFalseDrivenByAReplacedCallBecauseThePlatformNeverAnswersIt) {
+    CVskDIB dib(2, 2);
+    HDC target = CreateCompatibleDC(nullptr);
+    ASSERT_NE(target, nullptr);
+    {
+        void* original = nullptr;
+        vsktest::CImportSlotPatch patch("StretchDIBits", reinterpret_cast<void*>(&StretchDIBitsAnsweringGdiError),
+                                        &original);
+        ASSERT_TRUE(patch.Patched()) << "voskellib.dll imports no StretchDIBits";
+        EXPECT_FALSE(dib.StretchDIBits(target, 0, 0));
+        EXPECT_FALSE(dib.StretchDIBits(target, 0, 0, 2.0, 2.0));
+        EXPECT_FALSE(dib.StretchDIBits(target, 0, 0, 2, 2, 0, 0, 2, 2));
+    }
+    // The real call again: 0 lines or more is success.
+    EXPECT_TRUE(dib.StretchDIBits(target, 0, 0));
+    DeleteDC(target);
+}
+
+} // namespace
