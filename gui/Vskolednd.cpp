@@ -1,6 +1,8 @@
 // Vskolednd.cpp - OLE drag and drop of text and file lists, turned into window messages.
 #include "gui/Vskolednd.h"
 
+#include "platform/DropFiles.h"
+
 #include <shellapi.h>
 #include <shlobj.h>
 
@@ -541,7 +543,7 @@ bool IsWellFormedDropFiles(HGLOBAL block) {
 
 std::vector<vskstr::CVskStr> FileNamesOf(HDROP drop) {
     std::vector<vskstr::CVskStr> names;
-    const UINT count = ::DragQueryFileA(drop, 0xFFFFFFFF, nullptr, 0);
+    const UINT count = vsk::detail::DragQueryFileCount(drop);
     names.reserve(count);
     for (UINT i = 0; i < count; ++i) {
         const UINT length = ::DragQueryFileA(drop, i, nullptr, 0);
