@@ -1,0 +1,205 @@
+// Selectdirectory_test.cpp - the folder chooser on the shell's real dialog, answered by
+// a helper thread that finds the dialog and presses its buttons.
+#include "gui/Selectdirectory.h"
+
+#include "tests/gui/DragDropTestSupport.h"
+#include "tests/support/TestSupport.h"
+
+#include <shlobj.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+
+namespace {
+
+using vskstr::CVskStr;
+using vsktest::COleScope;
+using vsktest::CTempDir;
+
+struct FindDialog {
+    DWORD thread;
+    HWND found;
+};
+
+BOOL CALLBACK FindDialogOfThread(HWND hwnd, LPARAM data) {
+    auto* find = reinterpret_cast<FindDialog*>(data);
+    char className[32] = {};
+    ::GetClassNameA(hwnd, className, sizeof className);
+    if (::GetWindowThreadProcessId(hwnd, nullptr) == find->thread && std::string(className) == "#32770" &&
+        ::IsWindowVisible(hwnd)) {
+        find->found = hwnd;
+        return FALSE;
+    }
+    return TRUE;
+}
+
+// The visible dialog of `thread`, waiting up to 30 s for it.
+HWND WaitForDialog(DWORD thread) {
+    for (int i = 0; i < 600; ++i) {
+        FindDialog find{thread, nullptr};
+        ::EnumWindows(&FindDialogOfThread, reinterpret_cast<LPARAM>(&find));
+        if (find.found)
+            return find.found;
+        ::Sleep(50);
+    }
+    return nullptr;
+}
+
+struct FindText {
+    std::string text;
+    HWND found;
+};
+
+BOOL CALLBACK FindChildWithText(HWND hwnd, LPARAM data) {
+    auto* find = reinterpret_cast<FindText*>(data);
+    char text[MAX_PATH + 16] = {};
+    ::GetWindowTextA(hwnd, text, sizeof text);
+    if (find->text == text) {
+        find->found = hwnd;
+        return FALSE;
+    }
+    return TRUE;
+}
+
+// Whether a child of `dialog` shows `text`, waiting up to 10 s for it.
+bool WaitForChildText(HWND dialog, const std::string& text) {
+    for (int i = 0; i < 200; ++i) {
+        FindText find{text, nullptr};
+        ::EnumChildWindows(dialog, &FindChildWithText, reinterpret_cast<LPARAM>(&find));
+        if (find.found)
+            return true;
+        ::Sleep(50);
+    }
+    return false;
+}
+
+void Press(HWND dialog, int button) {
+    HWND control = ::GetDlgItem(dialog, button);
+    if (control)
+        ::SendMessageA(control, BM_CLICK, 0, 0);
+    else
+        ::PostMessageA(dialog, WM_COMMAND, button, 0);
+}
+
+// Runs `answer(dialog)` on a helper thread while the calling thread runs
+// `open`; the helper cancels the dialog if `answer` leaves it open.
+template <typename Open>
+void WithAnswer(std::function<void(HWND)> answer, Open open, bool* sawDialog) {
+    const DWORD me = ::GetCurrentThreadId();
+    std::thread helper([&] {
+        HWND dialog = WaitForDialog(me);
+        *sawDialog = dialog != nullptr;
+        if (!dialog)
+            return;
+        answer(dialog);
+    });
+    open();
+    helper.join();
+}
+
+class SelectDirectoryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(SUCCEEDED(m_ole.Result()));
+        // The folder path as the shell spells it (long names).
+        char longPath[MAX_PATH] = {};
+        ASSERT_NE(0u, ::GetLongPathNameA(m_dir.Path().c_str(), longPath, MAX_PATH));
+        m_folder = longPath;
+        m_japanese = m_folder + "\\\x95\x5C\x83\x5C";
+        ASSERT_TRUE(::CreateDirectoryA(m_japanese.c_str(), nullptr));
+        m_other = m_folder + "\\other";
+        ASSERT_TRUE(::CreateDirectoryA(m_other.c_str(), nullptr));
+    }
+    COleScope m_ole;
+    CTempDir m_dir;
+    std::string m_folder, m_japanese, m_other;
+};
+
+TEST_F(SelectDirectoryTest, DirectOpenWithAnExistingFolderConfirmedAtOnceReturnsThatFolder) {
+    bool saw = false;
+    CVskStr chosen;
+    WithAnswer([](HWND dialog) { Press(dialog, IDOK); },
+               [&] { chosen = CSelectDirectory::DirectOpen(nullptr, m_japanese.c_str(), "choose"); }, &saw);
+    ASSERT_TRUE(saw) << "the dialog never showed";
+    EXPECT_EQ(m_japanese, chosen.c_str());
+}
+
+TEST_F(SelectDirectoryTest, CancelReturnsFalseAndEmptiesAnEarlierSelection) {
+    CSelectDirectory chooser;
+    bool saw = false, opened = false;
+    WithAnswer([](HWND dialog) { Press(dialog, IDOK); },
+               [&] { opened = chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    ASSERT_TRUE(saw);
+    ASSERT_TRUE(opened);
+    ASSERT_EQ(m_other, chooser.GetSelectedFolder().c_str());
+    WithAnswer([](HWND dialog) { Press(dialog, IDCANCEL); },
+               [&] { opened = chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    ASSERT_TRUE(saw);
+    EXPECT_FALSE(opened);
+    EXPECT_EQ(0, chooser.GetSelectedFolder().Length());
+    WithAnswer([](HWND dialog) { Press(dialog, IDCANCEL); },
+               [&] { EXPECT_EQ(0, CSelectDirectory::DirectOpen(nullptr, m_other.c_str(), "t").Length()); }, &saw);
+    EXPECT_TRUE(saw);
+}
+
+TEST_F(SelectDirectoryTest, TheStatusTextFollowsTheSelection) {
+    bool saw = false, initialShown = false, changedShown = false;
+    const std::string other = m_other;
+    const std::string initial = m_japanese;
+    CVskStr chosen;
+    WithAnswer(
+        [&](HWND dialog) {
+            initialShown = WaitForChildText(dialog, initial);
+            ::SendMessageA(dialog, BFFM_SETSELECTIONA, TRUE, reinterpret_cast<LPARAM>(other.c_str()));
+            changedShown = WaitForChildText(dialog, other);
+            Press(dialog, IDOK);
+        },
+        [&] { chosen = CSelectDirectory::DirectOpen(nullptr, initial.c_str(), "status"); }, &saw);
+    ASSERT_TRUE(saw);
+    EXPECT_TRUE(initialShown) << "the initial folder's path was not shown";
+    EXPECT_TRUE(changedShown) << "the new selection's path was not shown";
+    EXPECT_EQ(other, chosen.c_str());
+}
+
+TEST_F(SelectDirectoryTest, TheTitleIsShownAboveTheTree) {
+    bool saw = false, titleShown = false;
+    WithAnswer(
+        [&](HWND dialog) {
+            titleShown = WaitForChildText(dialog, "\x83\x74\x83\x48\x83\x8B\x83\x5F"); // "フォルダ"
+            Press(dialog, IDCANCEL);
+        },
+        [&] { CSelectDirectory::DirectOpen(nullptr, nullptr, "フォルダ"); }, &saw);
+    ASSERT_TRUE(saw);
+    EXPECT_TRUE(titleShown);
+}
+
+TEST_F(SelectDirectoryTest, AnUnknownInitialFolderLeavesTheDefaultSelection) {
+    bool saw = false, opened = true;
+    CSelectDirectory chooser;
+    WithAnswer([](HWND dialog) { Press(dialog, IDCANCEL); },
+               [&] { opened = chooser.Open(nullptr, (m_folder + "\\missing").c_str(), nullptr); }, &saw);
+    ASSERT_TRUE(saw);
+    EXPECT_FALSE(opened);
+}
+
+TEST(SelectDirectory, ANewChooserHasNoSelectedFolder) {
+    CSelectDirectory chooser;
+    EXPECT_EQ(0, chooser.GetSelectedFolder().Length());
+}
+
+TEST(SelectDirectory, TheCallbackReturnsZeroAndIgnoresOtherMessages) {
+    CSelectDirectory chooser;
+    EXPECT_EQ(0, CSelectDirectory::BrowseCallbackProc(nullptr, 99, 0, reinterpret_cast<LPARAM>(&chooser)));
+    // A selection change to an item without a file-system path (the
+    // computer) sends nothing (there is no dialog to send it to).
+    LPITEMIDLIST computer = nullptr;
+    ASSERT_EQ(S_OK, ::SHGetSpecialFolderLocation(nullptr, CSIDL_DRIVES, &computer));
+    EXPECT_EQ(0, CSelectDirectory::BrowseCallbackProc(nullptr, BFFM_SELCHANGED, reinterpret_cast<LPARAM>(computer),
+                                                      reinterpret_cast<LPARAM>(&chooser)));
+    ::CoTaskMemFree(computer);
+}
+
+} // namespace
