@@ -601,6 +601,8 @@ void CVskDnDDropEvent::Decode(void* window, unsigned int event, _IDROPTARGET_NOT
     default:
         break;
     }
+    // A hook may have destroyed a window (its own too): forget it at once.
+    ForgetDestroyedWindows();
 }
 
 void CVskDnDDropEvent::DecodeDrop(void* window, _IDROPTARGET_NOTIFY* record) {

@@ -259,7 +259,9 @@ public:
     /// under the cursor; leave and drop forget it. A drop of CF_TEXT calls
     /// OnDropText, of CF_HDROP OnDropHDrop; any other format (also 0) and a
     /// file list whose block is malformed call OnDragLeave. The entries of
-    /// windows that no longer exist are dropped at every event.
+    /// windows that no longer exist are dropped before and after every
+    /// event, so a window destroyed by a hook loses its entry when the hook
+    /// returns.
     void DoEvent(void* window, unsigned int event, long record);
 
     virtual void OnDragEnter(void* window, _IDROPTARGET_NOTIFY* record);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <exception>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -68,6 +69,8 @@ public:
     std::vector<CVskStr> files;
     DWORD allow = DROPEFFECT_COPY | DROPEFFECT_MOVE;
     bool throwOnDrop = false;
+    std::function<void(void*)> onFirstOver;
+    std::size_t Remembered() const { return m_formatAtEnter.size(); }
 
     void OnDragEnter(void*, _IDROPTARGET_NOTIFY* r) override {
         calls.push_back("enter");
@@ -79,6 +82,11 @@ public:
             calls.push_back("over");
         formats.push_back(r->format);
         formatsAtEnter.push_back(atEnter);
+        if (onFirstOver) {
+            auto once = std::move(onFirstOver);
+            onFirstOver = nullptr;
+            once(under);
+        }
         underCursor.push_back(under);
         r->effect = allow;
     }
@@ -303,6 +311,48 @@ TEST_F(RealDragTest, AThrowingProviderCancelsTheDragAndIsRethrownByDoDragDrop) {
         EXPECT_STREQ("provider failed during the drag", e.what());
     }
     EXPECT_FALSE(m_source->error) << "the exception crossed the window procedure";
+    EXPECT_TRUE(m_sink.text.empty());
+}
+
+std::vector<HGLOBAL> g_rendered;
+
+HGLOBAL __stdcall RecordingGlobalAlloc(UINT flags, SIZE_T bytes) {
+    HGLOBAL block = ::GlobalAlloc(flags, bytes);
+    g_rendered.push_back(block);
+    return block;
+}
+
+TEST_F(RealDragTest, EveryBlockTheProviderRendersIsFreedByTheSystemOrTheTarget) {
+    Register({CF_TEXT, CF_HDROP});
+    m_provider.text = "counted";
+    m_provider.files = {"C:\\counted.txt"};
+    g_rendered.clear();
+    vsk::detail::GlobalAllocFn previous = vsk::detail::SetDragDropGlobalAlloc(&RecordingGlobalAlloc);
+    const long text = Drag({CF_TEXT}, DROPEFFECT_COPY, End::Drop);
+    const long files = Drag({CF_HDROP}, DROPEFFECT_COPY, End::Drop);
+    vsk::detail::SetDragDropGlobalAlloc(previous);
+    EXPECT_EQ(DROPEFFECT_COPY, text);
+    EXPECT_EQ(DROPEFFECT_COPY, files);
+    EXPECT_GE(g_rendered.size(), 4u) << "enter and drop of each drag render a block";
+    for (HGLOBAL block : g_rendered) {
+        ASSERT_NE(nullptr, block);
+        EXPECT_EQ(0u, ::GlobalSize(block)) << "a rendered block is still allocated";
+    }
+}
+
+TEST_F(RealDragTest, ATargetWindowDestroyedByItsHookDuringTheDragLosesItsEntryWhenTheHookReturns) {
+    Register({CF_TEXT});
+    m_provider.text = "lost";
+    std::size_t rememberedInHook = 0;
+    m_sink.onFirstOver = [this, &rememberedInHook](void*) {
+        rememberedInHook = m_sink.Remembered();
+        m_dropTarget->Revoke(); // the window's owner revokes before destroying it
+        m_target->Destroy();
+    };
+    const long result = Drag({CF_TEXT}, DROPEFFECT_COPY, End::Drop);
+    EXPECT_TRUE(result == DROPEFFECT_NONE || result == -1) << result;
+    EXPECT_EQ(1u, rememberedInHook);
+    EXPECT_EQ(0u, m_sink.Remembered());
     EXPECT_TRUE(m_sink.text.empty());
 }
 
