@@ -148,14 +148,17 @@ protected:
     // Presses the button over the source, then (once the drag has begun)
     // moves over the target in steps and releases the button or presses
     // escape; returns what DoDragDrop returned.
-    long Drag(const std::vector<unsigned int>& formats, int allowed, End end, UINT message = kDataMessage) {
+    long Drag(const std::vector<unsigned int>& formats, int allowed, End end, UINT message = kDataMessage,
+              bool rightButton = false) {
+        const DWORD down = rightButton ? MOUSEEVENTF_RIGHTDOWN : MOUSEEVENTF_LEFTDOWN;
+        const DWORD up = rightButton ? MOUSEEVENTF_RIGHTUP : MOUSEEVENTF_LEFTUP;
         const POINT from = m_source->Center(), to = m_target->Center();
         ::SetForegroundWindow(m_source->Handle());
         ::SetFocus(m_source->Handle());
         HANDLE started = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
         std::thread input([&] {
             SendMouse(MOUSEEVENTF_MOVE, from);
-            SendMouse(MOUSEEVENTF_LEFTDOWN, from);
+            SendMouse(down, from);
             if (::WaitForSingleObject(started, 10000) != WAIT_OBJECT_0)
                 return;
             ::Sleep(300);
@@ -172,7 +175,7 @@ protected:
                 SendKey(VK_ESCAPE, true);
                 ::Sleep(300);
             }
-            SendMouse(MOUSEEVENTF_LEFTUP, POINT{to.x + 2, to.y + 2});
+            SendMouse(up, POINT{to.x + 2, to.y + 2});
         });
         const DWORD deadline = ::GetTickCount() + 10000;
         while (!m_buttonDown && ::GetTickCount() < deadline) {
@@ -222,6 +225,16 @@ TEST_F(RealDragTest, TextArrivesByteForByteAndMoveIsPreferredOverCopy) {
     EXPECT_EQ("text", m_sink.calls.back());
     EXPECT_EQ(std::string("drag \x95\x5C\x83\x5C\\end"), m_sink.text);
     EXPECT_EQ(1u, m_sink.formats.front()); // text is the first registered format on offer
+}
+
+TEST_F(RealDragTest, ARightButtonDragGoesOnWhileTheRightButtonIsHeldAndDropsOnItsRelease) {
+    Register({CF_TEXT});
+    m_provider.text = "right";
+    const long effect = Drag({CF_TEXT}, DROPEFFECT_COPY, End::Drop, kDataMessage, true);
+    EXPECT_EQ(DROPEFFECT_COPY, effect);
+    EXPECT_EQ("right", m_sink.text);
+    ASSERT_FALSE(m_sink.calls.empty());
+    EXPECT_EQ("text", m_sink.calls.back());
 }
 
 TEST_F(RealDragTest, OverCarriesFormatZeroAndTheFormatRememberedAtEnter) {
