@@ -64,9 +64,9 @@ BOOL CALLBACK FindChildWithText(HWND hwnd, LPARAM data) {
     return TRUE;
 }
 
-// Whether a child of `dialog` shows `text`, waiting up to 10 s for it.
-bool WaitForChildText(HWND dialog, const std::string& text) {
-    for (int i = 0; i < 200; ++i) {
+// Whether a child of `dialog` shows `text`, waiting up to `tries` times 50 ms.
+bool WaitForChildText(HWND dialog, const std::string& text, int tries) {
+    for (int i = 0; i < tries; ++i) {
         FindText find{text, nullptr};
         ::EnumChildWindows(dialog, &FindChildWithText, reinterpret_cast<LPARAM>(&find));
         if (find.found)
@@ -82,6 +82,16 @@ void Press(HWND dialog, int button) {
         ::SendMessageA(control, BM_CLICK, 0, 0);
     else
         ::PostMessageA(dialog, WM_COMMAND, button, 0);
+}
+
+// Presses OK once the dialog shows `path` as its status text (the initial
+// selection has been made), a moment later so that the dialog has settled.
+std::function<void(HWND)> ConfirmWhenShowing(const std::string& path) {
+    return [path](HWND dialog) {
+        EXPECT_TRUE(WaitForChildText(dialog, path, 200)) << "the initial folder was not shown: " << path;
+        ::Sleep(300);
+        Press(dialog, IDOK);
+    };
 }
 
 // Runs `answer(dialog)` on a helper thread while the calling thread runs
@@ -121,7 +131,7 @@ protected:
 TEST_F(SelectDirectoryTest, DirectOpenWithAnExistingFolderConfirmedAtOnceReturnsThatFolder) {
     bool saw = false;
     CVskStr chosen;
-    WithAnswer([](HWND dialog) { Press(dialog, IDOK); },
+    WithAnswer(ConfirmWhenShowing(m_japanese),
                [&] { chosen = CSelectDirectory::DirectOpen(nullptr, m_japanese.c_str(), "choose"); }, &saw);
     ASSERT_TRUE(saw) << "the dialog never showed";
     EXPECT_EQ(m_japanese, chosen.c_str());
@@ -130,8 +140,7 @@ TEST_F(SelectDirectoryTest, DirectOpenWithAnExistingFolderConfirmedAtOnceReturns
 TEST_F(SelectDirectoryTest, CancelReturnsFalseAndEmptiesAnEarlierSelection) {
     CSelectDirectory chooser;
     bool saw = false, opened = false;
-    WithAnswer([](HWND dialog) { Press(dialog, IDOK); },
-               [&] { opened = chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    WithAnswer(ConfirmWhenShowing(m_other), [&] { opened = chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
     ASSERT_TRUE(saw);
     ASSERT_TRUE(opened);
     ASSERT_EQ(m_other, chooser.GetSelectedFolder().c_str());
@@ -152,9 +161,14 @@ TEST_F(SelectDirectoryTest, TheStatusTextFollowsTheSelection) {
     CVskStr chosen;
     WithAnswer(
         [&](HWND dialog) {
-            initialShown = WaitForChildText(dialog, initial);
-            ::SendMessageA(dialog, BFFM_SETSELECTIONA, TRUE, reinterpret_cast<LPARAM>(other.c_str()));
-            changedShown = WaitForChildText(dialog, other);
+            initialShown = WaitForChildText(dialog, initial, 200);
+            // The dialog may still be filling its tree after showing the
+            // initial folder; a selection made meanwhile can be overtaken,
+            // so it is made again until its path shows.
+            for (int attempt = 0; attempt < 10 && !changedShown; ++attempt) {
+                ::SendMessageA(dialog, BFFM_SETSELECTIONA, TRUE, reinterpret_cast<LPARAM>(other.c_str()));
+                changedShown = WaitForChildText(dialog, other, 20);
+            }
             Press(dialog, IDOK);
         },
         [&] { chosen = CSelectDirectory::DirectOpen(nullptr, initial.c_str(), "status"); }, &saw);
@@ -168,7 +182,7 @@ TEST_F(SelectDirectoryTest, TheTitleIsShownAboveTheTree) {
     bool saw = false, titleShown = false;
     WithAnswer(
         [&](HWND dialog) {
-            titleShown = WaitForChildText(dialog, "\x83\x74\x83\x48\x83\x8B\x83\x5F"); // "フォルダ"
+            titleShown = WaitForChildText(dialog, "\x83\x74\x83\x48\x83\x8B\x83\x5F", 200); // "フォルダ"
             Press(dialog, IDCANCEL);
         },
         [&] { CSelectDirectory::DirectOpen(nullptr, nullptr, "フォルダ"); }, &saw);

@@ -314,7 +314,7 @@ TEST_F(RealDragTest, AThrowingDropHookIsRethrownByDoDragDropAfterTheSystemsDrag)
     EXPECT_EQ("boom", m_sink.text);
 }
 
-TEST_F(RealDragTest, AThrowingProviderCancelsTheDragAndIsRethrownByDoDragDrop) {
+TEST_F(RealDragTest, ChoiceAThrowingProviderCancelsTheDragAndIsRethrownByDoDragDrop) {
     Register({CF_TEXT});
     m_provider.throwOnText = true;
     try {
@@ -353,7 +353,7 @@ TEST_F(RealDragTest, EveryBlockTheProviderRendersIsFreedByTheSystemOrTheTarget) 
     }
 }
 
-TEST_F(RealDragTest, ATargetWindowDestroyedByItsHookDuringTheDragLosesItsEntryWhenTheHookReturns) {
+TEST_F(RealDragTest, ChoiceATargetWindowDestroyedByItsHookDuringTheDragLosesItsEntryWhenTheHookReturns) {
     Register({CF_TEXT});
     m_provider.text = "lost";
     std::size_t rememberedInHook = 0;

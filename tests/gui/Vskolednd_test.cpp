@@ -593,7 +593,7 @@ TEST_F(ForwardingTest, ARegisteredFormatThatIsNeitherTextNorFileListIsRoutedToDr
     EXPECT_EQ((std::vector<std::string>{"enter", "leave"}), m_sink.calls); // not "other"
 }
 
-TEST_F(ForwardingTest, AHookExceptionDuringForwardingIsKeptAndRethrownLater) {
+TEST_F(ForwardingTest, ChoiceAHookExceptionDuringForwardingIsKeptUntilRethrowDragDropHookError) {
     Make({CF_TEXT}, {CF_TEXT});
     class CThrowingSink : public CVskDnDDropEvent {
         void OnDropText(void*, const char*) override { throw std::runtime_error("hook failed"); }
@@ -675,7 +675,7 @@ TEST_F(DecodeTest, TheMapKeepsOneFormatPerWindowBetweenEnterAndLeaveOrDrop) {
     EXPECT_EQ(0u, m_sink.Remembered());
 }
 
-TEST_F(DecodeTest, TheEntryOfAWindowDestroyedDuringADragIsDroppedAtTheNextEventOfAnyWindow) {
+TEST_F(DecodeTest, ChoiceTheEntryOfAWindowDestroyedDuringADragIsDroppedAtTheNextEventOfAnyWindow) {
     CPlainWindow doomed(0, 0, 50, 50), other(100, 0, 50, 50);
     _IDROPTARGET_NOTIFY text = Record(CF_TEXT, nullptr), over = Record(0, nullptr);
     Send(doomed.Handle(), 0, text);
@@ -705,7 +705,7 @@ TEST_F(DecodeTest, ADropOfAnotherFormatOrOfNoneCallsOnDragLeaveNotOnDropOther) {
     ::GlobalFree(block);
 }
 
-TEST_F(DecodeTest, AHookExceptionOfADirectCallPassesToTheCaller) {
+TEST_F(DecodeTest, ChoiceAHookExceptionOfADirectCallPassesToTheCaller) {
     class CThrowingSink : public CVskDnDDropEvent {
         void OnDragEnter(void*, _IDROPTARGET_NOTIFY*) override { throw std::runtime_error("direct"); }
     } throwing;
@@ -744,7 +744,7 @@ std::string DropFilesHeader(DWORD offset, BOOL wide) {
     return std::string(reinterpret_cast<const char*>(&h), sizeof h);
 }
 
-TEST_F(BadInputTest, FileListBlocksThatCannotBeReadSafelyEndAsDragLeave) {
+TEST_F(BadInputTest, ChoiceFileListBlocksThatCannotBeReadSafelyEndAsDragLeave) {
     struct Case {
         const char* name;
         std::string bytes;
@@ -779,7 +779,7 @@ TEST_F(BadInputTest, AWellFormedListThatEndsAtTheBlocksLastByteIsRead) {
     ::GlobalFree(block);
 }
 
-TEST_F(BadInputTest, ATextBlockWithoutATerminatorEndsAtTheBlocksEnd) {
+TEST_F(BadInputTest, ChoiceATextBlockWithoutATerminatorEndsAtTheBlocksEnd) {
     HGLOBAL block = GlobalBlockOf("abcdef");
     Drop(CF_TEXT, block);
     ASSERT_EQ((std::vector<std::string>{"text"}), m_sink.calls);
