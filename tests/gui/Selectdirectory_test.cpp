@@ -199,6 +199,93 @@ TEST_F(SelectDirectoryTest, AnUnknownInitialFolderLeavesTheDefaultSelection) {
     EXPECT_FALSE(opened);
 }
 
+TEST_F(SelectDirectoryTest, AnItemWithoutAFileSystemPathConfirmedAnywayGivesTrueAndAnEmptyFolder) {
+    // The dialog disables OK for such an item; the command is sent directly.
+    bool saw = false, opened = false;
+    CSelectDirectory chooser;
+    const std::string initial = m_other;
+    WithAnswer(
+        [&](HWND dialog) {
+            WaitForChildText(dialog, initial, 200);
+            ::Sleep(300);
+            LPITEMIDLIST computer = nullptr;
+            if (::SHGetSpecialFolderLocation(nullptr, CSIDL_DRIVES, &computer) == S_OK) {
+                // (no status text follows: the item has no path to show)
+                ::SendMessageA(dialog, BFFM_SETSELECTIONA, FALSE, reinterpret_cast<LPARAM>(computer));
+                ::Sleep(300);
+                ::CoTaskMemFree(computer);
+            }
+            ::SendMessageA(dialog, WM_COMMAND, IDOK, 0);
+        },
+        [&] { opened = chooser.Open(nullptr, initial.c_str(), nullptr); }, &saw);
+    ASSERT_TRUE(saw);
+    EXPECT_TRUE(opened);
+    EXPECT_EQ(0, chooser.GetSelectedFolder().Length())
+        << "still the earlier folder, or the selection did not move: " << chooser.GetSelectedFolder().c_str();
+}
+
+// Counts the task allocator's blocks, which the shell's allocator hands out.
+class CCountingMallocSpy : public IMallocSpy {
+public:
+    long live = 0;
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IMallocSpy)) {
+            *out = this;
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T cb) override { return cb; }
+    void* STDMETHODCALLTYPE PostAlloc(void* p) override {
+        if (p)
+            ++live;
+        return p;
+    }
+    void* STDMETHODCALLTYPE PreFree(void* p, BOOL spyed) override {
+        if (p && spyed)
+            --live;
+        return p;
+    }
+    void STDMETHODCALLTYPE PostFree(BOOL) override {}
+    SIZE_T STDMETHODCALLTYPE PreRealloc(void* p, SIZE_T cb, void** out, BOOL) override {
+        *out = p;
+        return cb;
+    }
+    void* STDMETHODCALLTYPE PostRealloc(void* p, BOOL) override { return p; }
+    void* STDMETHODCALLTYPE PreGetSize(void* p, BOOL) override { return p; }
+    SIZE_T STDMETHODCALLTYPE PostGetSize(SIZE_T cb, BOOL) override { return cb; }
+    void* STDMETHODCALLTYPE PreDidAlloc(void* p, BOOL) override { return p; }
+    int STDMETHODCALLTYPE PostDidAlloc(void*, BOOL, int actual) override { return actual; }
+    void STDMETHODCALLTYPE PreHeapMinimize() override {}
+    void STDMETHODCALLTYPE PostHeapMinimize() override {}
+};
+
+TEST_F(SelectDirectoryTest, TheChosenItemListIsFreedThroughTheShellsAllocator) {
+    CSelectDirectory chooser;
+    bool saw = false, opened = false;
+    // A first run, so that the shell's one-time allocations are made.
+    WithAnswer(ConfirmWhenShowing(m_other), [&] { opened = chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    ASSERT_TRUE(opened);
+    static CCountingMallocSpy spy; // outlives a registration that cannot be revoked
+    spy.live = 0;
+    ASSERT_EQ(S_OK, ::CoRegisterMallocSpy(&spy));
+    long confirmed = 0, cancelled = 0;
+    WithAnswer(ConfirmWhenShowing(m_other), [&] { opened = chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    confirmed = spy.live;
+    const CVskStr chosen = chooser.GetSelectedFolder();
+    WithAnswer([](HWND dialog) { Press(dialog, IDCANCEL); },
+               [&] { chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    cancelled = spy.live - confirmed;
+    EXPECT_EQ(S_OK, ::CoRevokeMallocSpy());
+    ASSERT_TRUE(opened);
+    EXPECT_EQ(m_other, chosen.c_str());
+    // What a confirmed run leaves is what a cancelled one (no item list) leaves.
+    EXPECT_EQ(cancelled, confirmed);
+}
+
 TEST(SelectDirectory, ANewChooserHasNoSelectedFolder) {
     CSelectDirectory chooser;
     EXPECT_EQ(0, chooser.GetSelectedFolder().Length());
