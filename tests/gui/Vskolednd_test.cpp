@@ -443,6 +443,22 @@ TEST_F(DragDropTest, RegistFailsForAWindowThatIsNotThereAndReleasesItsTarget) {
     EXPECT_EQ(before.targetsDestroyed + 3, after.targetsDestroyed);
 }
 
+TEST_F(DragDropTest, TheTargetsGetDataAndQueryGetDataAskForContentAsGlobalMemory) {
+    CPlainWindow source(0, 0, 50, 50);
+    CFixedProvider provider;
+    provider.files = {CVskStr("C:\\") + kHyou};
+    Serve(source, provider);
+    IDataObject* data = CVskDataObject::CreateInstance(source.Handle(), kDataMessage, {CF_HDROP});
+    EXPECT_EQ(S_OK, CVskDropTarget::QueryGetData(data, CF_HDROP));
+    EXPECT_EQ(static_cast<HRESULT>(0x80040064), CVskDropTarget::QueryGetData(data, CF_TEXT));
+    STGMEDIUM medium{};
+    ASSERT_EQ(S_OK, CVskDropTarget::GetData(data, CF_HDROP, &medium));
+    EXPECT_EQ(provider.files, ReadBackA(medium.hGlobal));
+    ::ReleaseStgMedium(&medium);
+    EXPECT_EQ(static_cast<HRESULT>(0x80040064), CVskDropTarget::GetData(data, CF_TEXT, &medium));
+    data->Release();
+}
+
 TEST_F(DragDropTest, RevokeWorksOnTheStoredNotifyWindowNotTheRegisteredOne) {
     CPlainWindow window(0, 0, 50, 50);
     CPlainWindow notify(60, 0, 50, 50);
