@@ -1,6 +1,347 @@
-// Vskolednd.h - OLE drag and drop of text and file lists.
+// Vskolednd.h - OLE drag and drop of text and file lists, turned into window messages.
 #pragma once
 
 #include "foundation/Voskellib_stdafx.h"
+#include "foundation/Vskstr.h"
+#include "platform/Win32.h"
+
+#include <ole2.h>
+
+#include <map>
+#include <vector>
 
 VSK_DECLARE_UNIT(Vskolednd)
+
+/// The record that a drop target sends to its notify window, by address as
+/// lParam of the registered message; wParam is the event (0 enter, 1 over,
+/// 2 leave, 3 drop). Every field is 32 bits wide, in this order.
+struct _IDROPTARGET_NOTIFY {
+    /// The cursor position in screen coordinates; nullptr for "leave".
+    POINTL* point;
+    /// The drop effect the receiving window allows (DROPEFFECT_* bits). The
+    /// handler writes it; it is kept from one event to the next.
+    DWORD effect;
+    /// The MK_* key and button bits of the event; 0 for "leave".
+    DWORD keyState;
+    /// The first registered clipboard format the data offers; 0 when none,
+    /// when its data could not be fetched, and always for "over" and "leave".
+    UINT format;
+    /// The HGLOBAL of that format's data, valid only during the message.
+    HGLOBAL data;
+    /// The drag's data object; nullptr for "over" and "leave".
+    IDataObject* dataObject;
+};
+
+/// A drop target that forwards every drag event over a window to a notify
+/// window as a message carrying an _IDROPTARGET_NOTIFY record.
+///
+/// The handler of the message sets `record->effect` to the effects it
+/// accepts; when it allows both copy and move, move wins.
+///
+/// Thread safety: use it on the thread that owns the windows; that thread
+/// has called OleInitialize.
+/// Lifetime: Regist returns the target with one reference that the caller
+/// owns; the system holds its own while the window is registered. Call
+/// Revoke, then Release.
+///
+/// Example:
+///   CVskDropTarget* t = CVskDropTarget::Regist(hwnd, nullptr, WM_APP + 1, {CF_TEXT, CF_HDROP});
+///   ... // the window's handler of WM_APP + 1 calls CVskDnDDropEvent::DoEvent
+///   t->Revoke();
+///   t->Release();
+class VSK_API CVskDropTarget : public IDropTarget {
+public:
+    /// Registers a new target for `window` that sends `message` to
+    /// `notifyWindow` (to `window` when nullptr) and accepts `formats`, the
+    /// most wanted first.
+    /// Errors: nullptr when the system refuses the registration (the window
+    /// is not valid, OLE is not initialised, it is registered already); the
+    /// new target is then released.
+    static CVskDropTarget* Regist(void* window, void* notifyWindow, unsigned int message,
+                                  const std::vector<unsigned int>& formats);
+
+    /// Revokes the registration of the stored notify window and returns the
+    /// system's result. When a different notify window was given, that is not
+    /// the registered window: register with a null notify window when
+    /// revoking matters.
+    long Revoke();
+
+    /// Sends one event to the notify window: fetches the first registered
+    /// format the data offers (if any data), fills the record, sends it,
+    /// frees the fetched data, then narrows `effect` (when given) to what the
+    /// handler allowed, keeping move rather than copy when both remain.
+    /// Returns S_OK.
+    long SendMessageA(unsigned int event, IDataObject* data, unsigned long keyState, POINTL* point,
+                      unsigned long* effect);
+
+    /// `data`'s GetData for `format` as an HGLOBAL of the content aspect.
+    static long GetData(IDataObject* data, unsigned int format, STGMEDIUM* medium);
+    /// `data`'s QueryGetData for `format` as an HGLOBAL of the content aspect.
+    static long QueryGetData(IDataObject* data, unsigned int format);
+
+    // IUnknown
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+    // IDropTarget: each forwards its event and returns S_OK.
+    HRESULT STDMETHODCALLTYPE DragEnter(IDataObject* data, DWORD keyState, POINTL point, DWORD* effect) override;
+    HRESULT STDMETHODCALLTYPE DragOver(DWORD keyState, POINTL point, DWORD* effect) override;
+    HRESULT STDMETHODCALLTYPE DragLeave() override;
+    HRESULT STDMETHODCALLTYPE Drop(IDataObject* data, DWORD keyState, POINTL point, DWORD* effect) override;
+
+protected:
+    CVskDropTarget(HWND notifyWindow, unsigned int message, const std::vector<unsigned int>& formats);
+    virtual ~CVskDropTarget();
+
+private:
+    CVskDropTarget(const CVskDropTarget&) = delete;
+    CVskDropTarget& operator=(const CVskDropTarget&) = delete;
+
+    LONG m_refCount;
+    HWND m_notifyWindow;
+    unsigned int m_message;
+    std::vector<unsigned int> m_formats;
+    _IDROPTARGET_NOTIFY m_notify;
+};
+
+/// A data object that offers a list of clipboard formats as HGLOBAL data
+/// and asks its source window for the data of one by a message when it is
+/// wanted: wParam is the format, lParam the address of an HGLOBAL (null on
+/// entry) where the window stores new global memory (see CVskDnDGetEvent).
+///
+/// Results: QueryGetData S_OK or DV_E_FORMATETC; GetData S_OK,
+/// DV_E_FORMATETC or STG_E_MEDIUMFULL (the window gave nothing);
+/// GetDataHere, GetCanonicalFormatEtc and SetData E_NOTIMPL; DAdvise and
+/// EnumDAdvise OLE_E_ADVISENOTSUPPORTED; DUnadvise OLE_E_NOCONNECTION;
+/// EnumFormatEtc E_INVALIDARG for a null result pointer. Null request or
+/// medium pointers give E_INVALIDARG.
+///
+/// Thread safety: the thread that owns the source window.
+/// Lifetime: made with one reference that the creator owns.
+class VSK_API CVskDataObject : public IDataObject {
+public:
+    /// A new data object (one reference) for `window`, `message` and one
+    /// FORMATETC per format of `formats`; nullptr when it cannot be made.
+    static IDataObject* CreateInstance(void* window, unsigned int message, const std::vector<unsigned int>& formats);
+
+    // IUnknown
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+    // IDataObject
+    HRESULT STDMETHODCALLTYPE GetData(FORMATETC* request, STGMEDIUM* medium) override;
+    HRESULT STDMETHODCALLTYPE GetDataHere(FORMATETC* request, STGMEDIUM* medium) override;
+    HRESULT STDMETHODCALLTYPE QueryGetData(FORMATETC* request) override;
+    HRESULT STDMETHODCALLTYPE GetCanonicalFormatEtc(FORMATETC* in, FORMATETC* out) override;
+    HRESULT STDMETHODCALLTYPE SetData(FORMATETC* format, STGMEDIUM* medium, BOOL release) override;
+    HRESULT STDMETHODCALLTYPE EnumFormatEtc(DWORD direction, IEnumFORMATETC** out) override;
+    HRESULT STDMETHODCALLTYPE DAdvise(FORMATETC* format, DWORD flags, IAdviseSink* sink, DWORD* connection) override;
+    HRESULT STDMETHODCALLTYPE DUnadvise(DWORD connection) override;
+    HRESULT STDMETHODCALLTYPE EnumDAdvise(IEnumSTATDATA** out) override;
+
+protected:
+    CVskDataObject(HWND window, unsigned int message, const std::vector<unsigned int>& formats);
+    virtual ~CVskDataObject();
+
+private:
+    CVskDataObject(const CVskDataObject&) = delete;
+    CVskDataObject& operator=(const CVskDataObject&) = delete;
+    const FORMATETC* FindHGlobalFormat(const FORMATETC& request) const;
+
+    LONG m_refCount;
+    HWND m_window;
+    unsigned int m_message;
+    std::vector<FORMATETC> m_formats;
+};
+
+/// An enumerator over a copy of a FORMATETC list; it holds a reference on
+/// the data object it enumerates while it lives.
+///
+/// Thread safety: one thread at a time.
+/// Lifetime: made with one reference that the creator owns.
+class VSK_API CVskEnumFORMATETC : public IEnumFORMATETC {
+public:
+    /// A new enumerator (one reference) over a copy of `*formats`, at the
+    /// start, holding `owner` (may be nullptr); nullptr when it cannot be made.
+    static IEnumFORMATETC* CreateInstance(IDataObject* owner, std::vector<FORMATETC>* formats);
+
+    // IUnknown
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+    // IEnumFORMATETC: S_OK when all asked for were given or skipped, S_FALSE
+    // when the list ended first; E_INVALIDARG for null pointers (and for a
+    // null count pointer with a count other than 1).
+    HRESULT STDMETHODCALLTYPE Next(ULONG count, FORMATETC* out, ULONG* fetched) override;
+    HRESULT STDMETHODCALLTYPE Skip(ULONG count) override;
+    HRESULT STDMETHODCALLTYPE Reset() override;
+    HRESULT STDMETHODCALLTYPE Clone(IEnumFORMATETC** out) override;
+
+protected:
+    CVskEnumFORMATETC(IDataObject* owner, const std::vector<FORMATETC>& formats, std::size_t position);
+    virtual ~CVskEnumFORMATETC();
+
+private:
+    CVskEnumFORMATETC(const CVskEnumFORMATETC&) = delete;
+    CVskEnumFORMATETC& operator=(const CVskEnumFORMATETC&) = delete;
+
+    LONG m_refCount;
+    IDataObject* m_owner;
+    std::vector<FORMATETC> m_formats;
+    std::size_t m_position;
+};
+
+/// The drop source of a drag: the drag goes on while its mouse button is
+/// held, drops when it is released and is cancelled by escape.
+///
+/// Thread safety: the dragging thread.
+/// Lifetime: DoDragDrop makes one for the length of the drag.
+class VSK_API CVskDropSource : public IDropSource {
+public:
+    /// Runs a drag of `formats` from `window` (asked for data by `message`,
+    /// see CVskDataObject) allowing `allowedEffects`; the mouse button that
+    /// drags is the right one when it is down, else the left one. Returns the
+    /// drop effect when the data was dropped, -1 when the drag was cancelled
+    /// or failed.
+    /// Errors: an exception that a drag-and-drop hook of this thread threw
+    /// during the drag (while the system was calling the library) is
+    /// rethrown here after the system's drag has ended; the drag is
+    /// cancelled at its next step once a hook has thrown.
+    static long DoDragDrop(void* window, unsigned int message, const std::vector<unsigned int>& formats,
+                           int allowedEffects);
+
+    /// A new drop source (one reference) that remembers the key state at the
+    /// start of the drag and the button that drags (MK_LBUTTON, MK_RBUTTON,
+    /// or 0: the drag goes on while the key state stays as at the start).
+    static IDropSource* CreateInstance(unsigned long startKeyState, unsigned long dragButton);
+
+    // IUnknown
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+    // IDropSource
+    HRESULT STDMETHODCALLTYPE QueryContinueDrag(BOOL escapePressed, DWORD keyState) override;
+    HRESULT STDMETHODCALLTYPE GiveFeedback(DWORD effect) override;
+
+protected:
+    CVskDropSource(unsigned long startKeyState, unsigned long dragButton);
+    virtual ~CVskDropSource();
+
+private:
+    CVskDropSource(const CVskDropSource&) = delete;
+    CVskDropSource& operator=(const CVskDropSource&) = delete;
+
+    LONG m_refCount;
+    unsigned long m_startKeyState;
+    unsigned long m_dragButton;
+};
+
+/// Decodes the messages of a CVskDropTarget into calls of its hooks, with
+/// the text or the list of file names of a drop ready to use. Derive from it
+/// and override the hooks; call DoEvent from the notify window's handler of
+/// the registered message.
+///
+/// A hook that throws while the system is calling the library (during a
+/// drag) does not unwind through the system: the exception is kept and
+/// rethrown by CVskDropSource::DoDragDrop when the drag ends, or by
+/// vsk::RethrowDragDropHookError for drags that other programs start.
+/// Called directly, DoEvent lets the exception through.
+///
+/// Thread safety: the thread that owns the windows.
+class VSK_API CVskDnDDropEvent {
+public:
+    CVskDnDDropEvent() = default;
+    virtual ~CVskDnDDropEvent();
+
+    /// Decodes one message: `event` is its wParam, `record` its lParam (the
+    /// address of an _IDROPTARGET_NOTIFY). Enter remembers the record's
+    /// format for `window`; over passes the remembered format and the window
+    /// under the cursor; leave and drop forget it. A drop of CF_TEXT calls
+    /// OnDropText, of CF_HDROP OnDropHDrop; any other format (also 0) and a
+    /// file list whose block is malformed call OnDragLeave. The entries of
+    /// windows that no longer exist are dropped before and after every
+    /// event, so a window destroyed by a hook loses its entry when the hook
+    /// returns.
+    void DoEvent(void* window, unsigned int event, long record);
+
+    virtual void OnDragEnter(void* window, _IDROPTARGET_NOTIFY* record);
+    virtual void OnDragOver(void* window, _IDROPTARGET_NOTIFY* record, void* windowUnderCursor,
+                            unsigned int formatAtEnter);
+    virtual void OnDragLeave(void* window, _IDROPTARGET_NOTIFY* record);
+    /// The dropped text, ending at the first NUL or at the end of its block.
+    virtual void OnDropText(void* window, const char* text);
+    virtual void OnDropHDrop(void* window, const std::vector<vskstr::CVskStr>& files);
+    virtual void OnDropOther(void* window, _IDROPTARGET_NOTIFY* record);
+
+protected:
+    /// The format seen at "enter", per window, until "leave" or "drop".
+    std::map<void*, unsigned int> m_formatAtEnter;
+
+private:
+    void Decode(void* window, unsigned int event, _IDROPTARGET_NOTIFY* record);
+    void DecodeDrop(void* window, _IDROPTARGET_NOTIFY* record);
+    void ForgetDestroyedWindows();
+};
+
+/// Answers the data requests of a CVskDataObject from its hooks: call
+/// DoEvent from the source window's handler of the message given to
+/// CVskDropSource::DoDragDrop. CF_TEXT gives the text with its terminator
+/// (one byte for empty text); CF_HDROP gives a DROPFILES block (file list at
+/// offset 20, UTF-16 names on the NT platform, each name and the list
+/// terminated; empty names and the bytes after a name's first NUL are left
+/// out); other formats give nothing.
+///
+/// Hook exceptions: as CVskDnDDropEvent.
+/// Thread safety: the thread that owns the source window.
+class VSK_API CVskDnDGetEvent {
+public:
+    CVskDnDGetEvent() = default;
+    virtual ~CVskDnDGetEvent();
+
+    /// Stores new moveable global memory with the data of `format` (null
+    /// when there is none or it cannot be allocated) at the HGLOBAL whose
+    /// address is `resultAddress`.
+    void DoEvent(void* window, unsigned int format, long resultAddress);
+
+    virtual void OnDropText(void* window, vskstr::CVskStr& text);
+    virtual void OnDropHDrop(void* window, std::vector<vskstr::CVskStr>& files);
+    virtual void OnDropOther(void* window, long& data);
+
+private:
+    HGLOBAL Render(void* window, unsigned int format);
+};
+
+namespace vsk {
+
+/// Rethrows (and forgets) the first exception that a drag-and-drop hook or
+/// COM method of the library threw on this thread while the system was
+/// calling it, if any. CVskDropSource::DoDragDrop does this itself; a
+/// program whose windows receive drags from other programs calls it after
+/// DispatchMessageA.
+VSK_API void RethrowDragDropHookError();
+
+} // namespace vsk
+
+namespace vsk::detail {
+
+/// Counts of the library's drag-and-drop COM objects made and destroyed in
+/// this process, for tests of their reference counting.
+struct DragDropObjectCounts {
+    long targets, targetsDestroyed;
+    long dataObjects, dataObjectsDestroyed;
+    long enumerators, enumeratorsDestroyed;
+    long sources, sourcesDestroyed;
+};
+VSK_API DragDropObjectCounts GetDragDropObjectCounts();
+
+/// Builds the DROPFILES block of `files` (wide names when `wide`) in new
+/// moveable, zero-initialised global memory; nullptr when it cannot be
+/// allocated.
+VSK_API HGLOBAL MakeDropFiles(const std::vector<vskstr::CVskStr>& files, bool wide);
+
+/// The GlobalAlloc the data providers call; tests replace it to make an
+/// allocation fail (nullptr restores the system's). Returns the previous one.
+using GlobalAllocFn = HGLOBAL(__stdcall*)(UINT flags, SIZE_T bytes);
+VSK_API GlobalAllocFn SetDragDropGlobalAlloc(GlobalAllocFn fn);
+
+} // namespace vsk::detail

@@ -1,0 +1,306 @@
+// Selectdirectory_test.cpp - the folder chooser on the shell's real dialog, answered by
+// a helper thread that finds the dialog and presses its buttons.
+#include "gui/Selectdirectory.h"
+
+#include "tests/gui/DragDropTestSupport.h"
+#include "tests/support/TestSupport.h"
+
+#include <shlobj.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+
+namespace {
+
+using vskstr::CVskStr;
+using vsktest::COleScope;
+using vsktest::CTempDir;
+
+struct FindDialog {
+    DWORD thread;
+    HWND found;
+};
+
+BOOL CALLBACK FindDialogOfThread(HWND hwnd, LPARAM data) {
+    auto* find = reinterpret_cast<FindDialog*>(data);
+    char className[32] = {};
+    ::GetClassNameA(hwnd, className, sizeof className);
+    if (::GetWindowThreadProcessId(hwnd, nullptr) == find->thread && std::string(className) == "#32770" &&
+        ::IsWindowVisible(hwnd)) {
+        find->found = hwnd;
+        return FALSE;
+    }
+    return TRUE;
+}
+
+// The visible dialog of `thread`, waiting up to 30 s for it.
+HWND WaitForDialog(DWORD thread) {
+    for (int i = 0; i < 600; ++i) {
+        FindDialog find{thread, nullptr};
+        ::EnumWindows(&FindDialogOfThread, reinterpret_cast<LPARAM>(&find));
+        if (find.found)
+            return find.found;
+        ::Sleep(50);
+    }
+    return nullptr;
+}
+
+struct FindText {
+    std::string text;
+    HWND found;
+};
+
+BOOL CALLBACK FindChildWithText(HWND hwnd, LPARAM data) {
+    auto* find = reinterpret_cast<FindText*>(data);
+    char text[MAX_PATH + 16] = {};
+    ::GetWindowTextA(hwnd, text, sizeof text);
+    if (find->text == text) {
+        find->found = hwnd;
+        return FALSE;
+    }
+    return TRUE;
+}
+
+// Whether a child of `dialog` shows `text`, waiting up to `tries` times 50 ms.
+bool WaitForChildText(HWND dialog, const std::string& text, int tries) {
+    for (int i = 0; i < tries; ++i) {
+        FindText find{text, nullptr};
+        ::EnumChildWindows(dialog, &FindChildWithText, reinterpret_cast<LPARAM>(&find));
+        if (find.found)
+            return true;
+        ::Sleep(50);
+    }
+    return false;
+}
+
+void Press(HWND dialog, int button) {
+    HWND control = ::GetDlgItem(dialog, button);
+    if (control)
+        ::SendMessageA(control, BM_CLICK, 0, 0);
+    else
+        ::PostMessageA(dialog, WM_COMMAND, button, 0);
+}
+
+// Presses OK once the dialog shows `path` as its status text (the initial
+// selection has been made), a moment later so that the dialog has settled.
+std::function<void(HWND)> ConfirmWhenShowing(const std::string& path) {
+    return [path](HWND dialog) {
+        EXPECT_TRUE(WaitForChildText(dialog, path, 200)) << "the initial folder was not shown: " << path;
+        ::Sleep(300);
+        Press(dialog, IDOK);
+    };
+}
+
+// Runs `answer(dialog)` on a helper thread while the calling thread runs
+// `open`; the helper cancels the dialog if `answer` leaves it open.
+template <typename Open>
+void WithAnswer(std::function<void(HWND)> answer, Open open, bool* sawDialog) {
+    const DWORD me = ::GetCurrentThreadId();
+    std::thread helper([&] {
+        HWND dialog = WaitForDialog(me);
+        *sawDialog = dialog != nullptr;
+        if (!dialog)
+            return;
+        answer(dialog);
+    });
+    open();
+    helper.join();
+}
+
+class SelectDirectoryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(SUCCEEDED(m_ole.Result()));
+        // The folder path as the shell spells it (long names).
+        char longPath[MAX_PATH] = {};
+        ASSERT_NE(0u, ::GetLongPathNameA(m_dir.Path().c_str(), longPath, MAX_PATH));
+        m_folder = longPath;
+        m_japanese = m_folder + "\\\x95\x5C\x83\x5C";
+        ASSERT_TRUE(::CreateDirectoryA(m_japanese.c_str(), nullptr));
+        m_other = m_folder + "\\other";
+        ASSERT_TRUE(::CreateDirectoryA(m_other.c_str(), nullptr));
+    }
+    COleScope m_ole;
+    CTempDir m_dir;
+    std::string m_folder, m_japanese, m_other;
+};
+
+TEST_F(SelectDirectoryTest, DirectOpenWithAnExistingFolderConfirmedAtOnceReturnsThatFolder) {
+    bool saw = false;
+    CVskStr chosen;
+    WithAnswer(ConfirmWhenShowing(m_japanese),
+               [&] { chosen = CSelectDirectory::DirectOpen(nullptr, m_japanese.c_str(), "choose"); }, &saw);
+    ASSERT_TRUE(saw) << "the dialog never showed";
+    EXPECT_EQ(m_japanese, chosen.c_str());
+}
+
+TEST_F(SelectDirectoryTest, CancelReturnsFalseAndEmptiesAnEarlierSelection) {
+    CSelectDirectory chooser;
+    bool saw = false, opened = false;
+    WithAnswer(ConfirmWhenShowing(m_other), [&] { opened = chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    ASSERT_TRUE(saw);
+    ASSERT_TRUE(opened);
+    ASSERT_EQ(m_other, chooser.GetSelectedFolder().c_str());
+    WithAnswer([](HWND dialog) { Press(dialog, IDCANCEL); },
+               [&] { opened = chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    ASSERT_TRUE(saw);
+    EXPECT_FALSE(opened);
+    EXPECT_EQ(0, chooser.GetSelectedFolder().Length());
+    WithAnswer([](HWND dialog) { Press(dialog, IDCANCEL); },
+               [&] { EXPECT_EQ(0, CSelectDirectory::DirectOpen(nullptr, m_other.c_str(), "t").Length()); }, &saw);
+    EXPECT_TRUE(saw);
+}
+
+TEST_F(SelectDirectoryTest, TheStatusTextFollowsTheSelection) {
+    bool saw = false, initialShown = false, changedShown = false;
+    const std::string other = m_other;
+    const std::string initial = m_japanese;
+    CVskStr chosen;
+    WithAnswer(
+        [&](HWND dialog) {
+            initialShown = WaitForChildText(dialog, initial, 200);
+            // The dialog may still be filling its tree after showing the
+            // initial folder; a selection made meanwhile can be overtaken,
+            // so it is made again until its path shows.
+            for (int attempt = 0; attempt < 10 && !changedShown; ++attempt) {
+                ::SendMessageA(dialog, BFFM_SETSELECTIONA, TRUE, reinterpret_cast<LPARAM>(other.c_str()));
+                changedShown = WaitForChildText(dialog, other, 20);
+            }
+            Press(dialog, IDOK);
+        },
+        [&] { chosen = CSelectDirectory::DirectOpen(nullptr, initial.c_str(), "status"); }, &saw);
+    ASSERT_TRUE(saw);
+    EXPECT_TRUE(initialShown) << "the initial folder's path was not shown";
+    EXPECT_TRUE(changedShown) << "the new selection's path was not shown";
+    EXPECT_EQ(other, chosen.c_str());
+}
+
+TEST_F(SelectDirectoryTest, TheTitleIsShownAboveTheTree) {
+    bool saw = false, titleShown = false;
+    WithAnswer(
+        [&](HWND dialog) {
+            titleShown = WaitForChildText(dialog, "\x83\x74\x83\x48\x83\x8B\x83\x5F", 200); // "フォルダ"
+            Press(dialog, IDCANCEL);
+        },
+        [&] { CSelectDirectory::DirectOpen(nullptr, nullptr, "フォルダ"); }, &saw);
+    ASSERT_TRUE(saw);
+    EXPECT_TRUE(titleShown);
+}
+
+TEST_F(SelectDirectoryTest, AnUnknownInitialFolderLeavesTheDefaultSelection) {
+    bool saw = false, opened = true;
+    CSelectDirectory chooser;
+    WithAnswer([](HWND dialog) { Press(dialog, IDCANCEL); },
+               [&] { opened = chooser.Open(nullptr, (m_folder + "\\missing").c_str(), nullptr); }, &saw);
+    ASSERT_TRUE(saw);
+    EXPECT_FALSE(opened);
+}
+
+TEST_F(SelectDirectoryTest, AnItemWithoutAFileSystemPathConfirmedAnywayGivesTrueAndAnEmptyFolder) {
+    // The dialog disables OK for such an item; the command is sent directly.
+    bool saw = false, opened = false;
+    CSelectDirectory chooser;
+    const std::string initial = m_other;
+    WithAnswer(
+        [&](HWND dialog) {
+            WaitForChildText(dialog, initial, 200);
+            ::Sleep(300);
+            LPITEMIDLIST computer = nullptr;
+            if (::SHGetSpecialFolderLocation(nullptr, CSIDL_DRIVES, &computer) == S_OK) {
+                // (no status text follows: the item has no path to show)
+                ::SendMessageA(dialog, BFFM_SETSELECTIONA, FALSE, reinterpret_cast<LPARAM>(computer));
+                ::Sleep(300);
+                ::CoTaskMemFree(computer);
+            }
+            ::SendMessageA(dialog, WM_COMMAND, IDOK, 0);
+        },
+        [&] { opened = chooser.Open(nullptr, initial.c_str(), nullptr); }, &saw);
+    ASSERT_TRUE(saw);
+    EXPECT_TRUE(opened);
+    EXPECT_EQ(0, chooser.GetSelectedFolder().Length())
+        << "still the earlier folder, or the selection did not move: " << chooser.GetSelectedFolder().c_str();
+}
+
+// Counts the task allocator's blocks, which the shell's allocator hands out.
+class CCountingMallocSpy : public IMallocSpy {
+public:
+    long live = 0;
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IMallocSpy)) {
+            *out = this;
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T cb) override { return cb; }
+    void* STDMETHODCALLTYPE PostAlloc(void* p) override {
+        if (p)
+            ++live;
+        return p;
+    }
+    void* STDMETHODCALLTYPE PreFree(void* p, BOOL spyed) override {
+        if (p && spyed)
+            --live;
+        return p;
+    }
+    void STDMETHODCALLTYPE PostFree(BOOL) override {}
+    SIZE_T STDMETHODCALLTYPE PreRealloc(void* p, SIZE_T cb, void** out, BOOL) override {
+        *out = p;
+        return cb;
+    }
+    void* STDMETHODCALLTYPE PostRealloc(void* p, BOOL) override { return p; }
+    void* STDMETHODCALLTYPE PreGetSize(void* p, BOOL) override { return p; }
+    SIZE_T STDMETHODCALLTYPE PostGetSize(SIZE_T cb, BOOL) override { return cb; }
+    void* STDMETHODCALLTYPE PreDidAlloc(void* p, BOOL) override { return p; }
+    int STDMETHODCALLTYPE PostDidAlloc(void*, BOOL, int actual) override { return actual; }
+    void STDMETHODCALLTYPE PreHeapMinimize() override {}
+    void STDMETHODCALLTYPE PostHeapMinimize() override {}
+};
+
+TEST_F(SelectDirectoryTest, TheChosenItemListIsFreedThroughTheShellsAllocator) {
+    CSelectDirectory chooser;
+    bool saw = false, opened = false;
+    // A first run, so that the shell's one-time allocations are made.
+    WithAnswer(ConfirmWhenShowing(m_other), [&] { opened = chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    ASSERT_TRUE(opened);
+    static CCountingMallocSpy spy; // outlives a registration that cannot be revoked
+    spy.live = 0;
+    ASSERT_EQ(S_OK, ::CoRegisterMallocSpy(&spy));
+    long confirmed = 0, cancelled = 0;
+    WithAnswer(ConfirmWhenShowing(m_other), [&] { opened = chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    confirmed = spy.live;
+    const CVskStr chosen = chooser.GetSelectedFolder();
+    WithAnswer([](HWND dialog) { Press(dialog, IDCANCEL); },
+               [&] { chooser.Open(nullptr, m_other.c_str(), nullptr); }, &saw);
+    cancelled = spy.live - confirmed;
+    EXPECT_EQ(S_OK, ::CoRevokeMallocSpy());
+    ASSERT_TRUE(opened);
+    EXPECT_EQ(m_other, chosen.c_str());
+    // What a confirmed run leaves is what a cancelled one (no item list) leaves.
+    EXPECT_EQ(cancelled, confirmed);
+}
+
+TEST(SelectDirectory, ANewChooserHasNoSelectedFolder) {
+    CSelectDirectory chooser;
+    EXPECT_EQ(0, chooser.GetSelectedFolder().Length());
+}
+
+TEST(SelectDirectory, TheCallbackReturnsZeroAndIgnoresOtherMessages) {
+    CSelectDirectory chooser;
+    EXPECT_EQ(0, CSelectDirectory::BrowseCallbackProc(nullptr, 99, 0, reinterpret_cast<LPARAM>(&chooser)));
+    // A selection change to an item without a file-system path (the
+    // computer) sends nothing (there is no dialog to send it to).
+    LPITEMIDLIST computer = nullptr;
+    ASSERT_EQ(S_OK, ::SHGetSpecialFolderLocation(nullptr, CSIDL_DRIVES, &computer));
+    EXPECT_EQ(0, CSelectDirectory::BrowseCallbackProc(nullptr, BFFM_SELCHANGED, reinterpret_cast<LPARAM>(computer),
+                                                      reinterpret_cast<LPARAM>(&chooser)));
+    ::CoTaskMemFree(computer);
+}
+
+} // namespace
