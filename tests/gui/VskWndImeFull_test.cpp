@@ -199,6 +199,18 @@ TEST_F(CImeTest, ResultAbPostsWmCharAThenBAndLeavesAnEmptyComposition) {
     EXPECT_EQ("ab", posted);
 }
 
+TEST_F(CImeTest, CompositionWithoutTheAttributeFlagLeavesTheAttributesAsTheyWere) {
+    m_wnd.SetCompositionAndComplete(L"\u6F22", false);
+    m_wnd.SetComposition("zz", {7, 7});
+    EXPECT_EQ(0, SendMessageA(m_wnd.GetHandle(), WM_IME_COMPOSITION, 0, GCS_COMPSTR));
+    EXPECT_EQ(std::string("\x8A\xBF"), Bytes(m_wnd.GetCompStr()));
+    EXPECT_EQ(2u, m_wnd.Length());
+    EXPECT_EQ(std::string("\x07\x07"), m_wnd.Attrs());
+    // With the flag, they are read again.
+    EXPECT_EQ(0, SendMessageA(m_wnd.GetHandle(), WM_IME_COMPOSITION, 0, GCS_COMPSTR | GCS_COMPATTR));
+    EXPECT_EQ(std::string(2, '\0'), m_wnd.Attrs());
+}
+
 TEST_F(CImeTest, TrailByte5CResultIsPostedAsItsTwoBytes) {
     m_wnd.SetCompositionAndComplete(L"\u8868", true); // 表
     m_wnd.DoEvent();
@@ -238,6 +250,22 @@ TEST_F(CImeTest, AccessViolationInAHandlerReachesTheLoopCallerAndTheWindowGoesOn
     EXPECT_EQ(1, m_wnd.ends);
     EXPECT_EQ(std::string("\x8E\x9A"), m_wnd.chars.substr(0, 2));
     FileLogger_SetLogFileName(nullptr);
+}
+
+TEST_F(CImeTest, OnMessageRunsUnderTheFunctionTrace) {
+    vsktest::CTempDir dir;
+    const std::string log = dir.File("trace.log");
+    ASSERT_TRUE(FileLogger_SetLogFileName(log.c_str()));
+    _FileLogger_IsAutoFuncNameLogger = true;
+    SendMessageA(m_wnd.GetHandle(), WM_IME_CONTROL, 0, 0);
+    _FileLogger_IsAutoFuncNameLogger = false;
+    FileLogger_SetLogFileName(nullptr);
+    const std::vector<std::string> lines = vsktest::SplitLines(vsktest::ReadFileBytes(log));
+    ASSERT_EQ(2u, lines.size());
+    EXPECT_NE(std::string::npos, lines[0].find("VskWndImeFull.cpp("));
+    EXPECT_NE(std::string::npos, lines[0].find("): CVskWndImeFull::OnMessage: <"));
+    EXPECT_NE(std::string::npos, lines[0].find("> : >> START"));
+    EXPECT_NE(std::string::npos, lines[1].find("> : << END"));
 }
 
 TEST_F(CImeTest, CppExceptionOfAHookReachesDoEventCallerUnchanged) {
