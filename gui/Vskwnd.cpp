@@ -1,4 +1,200 @@
 // Vskwnd.cpp - the window class and message loop.
 #include "gui/Vskwnd.h"
 
+#include <exception>
+
 VSK_DEFINE_UNIT(Vskwnd, nullptr, nullptr)
+
+namespace {
+
+const char kDefaultClassName[] = "VOSKEL Default Window Class";
+const char kNoneTitle[] = "None Title";
+const DWORD kErrorClassAlreadyExists = 1410;
+
+// The exception a handler threw while the system was calling the window
+// procedure. Windows belong to one thread, so one slot per thread suffices;
+// the first exception wins until it has been thrown again.
+thread_local std::exception_ptr t_pendingException;
+
+void KeepException() {
+    if (!t_pendingException)
+        t_pendingException = std::current_exception();
+}
+
+WNDCLASSEXA DefaultClass(const char* title) {
+    WNDCLASSEXA wc{};
+    wc.cbSize = 48;
+    wc.style = CS_VREDRAW | CS_HREDRAW;
+    wc.cbClsExtra = 0;
+    wc.cbWndExtra = 0;
+    wc.hIcon = nullptr;
+    wc.hCursor = nullptr;
+    wc.hbrBackground = reinterpret_cast<HBRUSH>(5);
+    // The title doubles as the menu name; a title that names no menu
+    // resource is left to the system.
+    wc.lpszMenuName = title;
+    wc.lpszClassName = kDefaultClassName;
+    wc.hIconSm = nullptr;
+    return wc;
+}
+
+// The last window seen on this thread and the object its GWL_USERDATA held.
+// Reading the slot is a call into the system for every message; the copy
+// saves it while messages keep going to one window. WM_CREATE and the
+// window's last message (WM_NCDESTROY) reset it, so a reused handle value is
+// never taken for the old window.
+struct CLastWindow {
+    HWND hwnd;
+    CVskWnd* object;
+};
+thread_local CLastWindow t_lastWindow{nullptr, nullptr};
+
+CVskWnd* StoredObject(HWND hwnd) {
+    if (t_lastWindow.hwnd == hwnd && t_lastWindow.object != nullptr)
+        return t_lastWindow.object;
+    CVskWnd* object = reinterpret_cast<CVskWnd*>(GetWindowLongA(hwnd, GWL_USERDATA));
+    t_lastWindow = CLastWindow{hwnd, object};
+    return object;
+}
+
+void ForgetWindow(HWND hwnd) {
+    if (t_lastWindow.hwnd == hwnd)
+        t_lastWindow = CLastWindow{nullptr, nullptr};
+}
+
+} // namespace
+
+namespace vsk::detail {
+
+void RethrowPendingWndException() {
+    if (!t_pendingException)
+        return;
+    std::exception_ptr pending = t_pendingException;
+    t_pendingException = nullptr;
+    std::rethrow_exception(pending);
+}
+
+} // namespace vsk::detail
+
+CVskWnd::CVskWnd() : m_hWnd(nullptr), m_hExtra(nullptr) {}
+
+CVskWnd::~CVskWnd() = default;
+
+int CVskWnd::Create(WNDCLASSEXA* wc, const char* title, unsigned long style, unsigned long exStyle, int x, int y,
+                    int width, int height, void* parent, void* menu, void* instance) {
+    if (title == nullptr)
+        title = kNoneTitle;
+    WNDCLASSEXA defaultClass = DefaultClass(title);
+    if (wc == nullptr)
+        wc = &defaultClass;
+    wc->lpfnWndProc = &CVskWnd::WndProc;
+    wc->hInstance = static_cast<HINSTANCE>(instance);
+    if (RegisterClassExA(wc) == 0 && GetLastError() != kErrorClassAlreadyExists)
+        return -1;
+    HWND hwnd = CreateWindowExA(exStyle, wc->lpszClassName, title, style, x, y, width, height,
+                                static_cast<HWND>(parent), static_cast<HMENU>(menu), static_cast<HINSTANCE>(instance),
+                                this);
+    m_hWnd = hwnd;
+    vsk::detail::RethrowPendingWndException();
+    return hwnd == nullptr ? -1 : 0;
+}
+
+LRESULT CALLBACK CVskWnd::WndProc(HWND hwnd, UINT msg, WPARAM wParam, LPARAM lParam) {
+    try {
+        CVskWnd* wnd = StoredObject(hwnd);
+        switch (msg) {
+        case WM_CREATE: {
+            wnd = static_cast<CVskWnd*>(reinterpret_cast<CREATESTRUCTA*>(lParam)->lpCreateParams);
+            wnd->m_hWnd = hwnd;
+            SetWindowLongA(hwnd, GWL_USERDATA, reinterpret_cast<LONG>(wnd));
+            ForgetWindow(hwnd);
+            return wnd->OnCreate(nullptr);
+        }
+        case WM_DESTROY: {
+            if (wnd == nullptr)
+                return DefWindowProcA(hwnd, msg, wParam, lParam);
+            const long result = wnd->OnDestroy();
+            wnd->m_hWnd = nullptr;
+            return result;
+        }
+        case WM_PAINT: {
+            if (wnd == nullptr)
+                return DefWindowProcA(hwnd, msg, wParam, lParam);
+            RECT rect;
+            if (!GetUpdateRect(hwnd, &rect, TRUE))
+                return 0;
+            PAINTSTRUCT ps{};
+            HDC hdc = BeginPaint(hwnd, &ps);
+            long result = 0;
+            try {
+                result = wnd->OnPaint(hdc, rect);
+            } catch (...) {
+                EndPaint(hwnd, &ps);
+                throw;
+            }
+            EndPaint(hwnd, &ps);
+            return result;
+        }
+        case WM_NCDESTROY:
+            ForgetWindow(hwnd);
+            if (wnd == nullptr)
+                return DefWindowProcA(hwnd, msg, wParam, lParam);
+            return wnd->OnMessage(msg, static_cast<unsigned int>(wParam), static_cast<long>(lParam));
+        default:
+            if (wnd == nullptr)
+                return DefWindowProcA(hwnd, msg, wParam, lParam);
+            return wnd->OnMessage(msg, static_cast<unsigned int>(wParam), static_cast<long>(lParam));
+        }
+    } catch (...) {
+        KeepException();
+        return 0;
+    }
+}
+
+void CVskWnd::DoEvent() const {
+    // An exception kept from a message sent outside a dispatch comes first.
+    vsk::detail::RethrowPendingWndException();
+    MSG msg;
+    while (PeekMessageA(&msg, m_hWnd, 0, 0, PM_REMOVE)) {
+        TranslateMessage(&msg);
+        DispatchMessageA(&msg);
+        vsk::detail::RethrowPendingWndException();
+    }
+}
+
+int CVskWnd::DoMessageLoop() const {
+    if (m_hWnd == nullptr)
+        return -1;
+    vsk::detail::RethrowPendingWndException();
+    MSG msg;
+    while (m_hWnd != nullptr) {
+        // A WM_QUIT (result 0) is dispatched like any message: only the
+        // window's destruction ends the loop.
+        if (GetMessageA(&msg, nullptr, 0, 0) == -1)
+            return -1;
+        TranslateMessage(&msg);
+        DispatchMessageA(&msg);
+        vsk::detail::RethrowPendingWndException();
+    }
+    return 0;
+}
+
+bool CVskWnd::SetClientRect(int left, int top, int right, int bottom) {
+    RECT rect{left, top, right, bottom};
+    const DWORD style = static_cast<DWORD>(GetWindowLongA(m_hWnd, GWL_STYLE));
+    const DWORD exStyle = static_cast<DWORD>(GetWindowLongA(m_hWnd, GWL_EXSTYLE));
+    if (!AdjustWindowRectEx(&rect, style, GetMenu(m_hWnd) != nullptr, exStyle))
+        return false;
+    return SetWindowPos(m_hWnd, nullptr, rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top,
+                        SWP_NOZORDER | SWP_NOACTIVATE) != FALSE;
+}
+
+long CVskWnd::OnCreate(CREATESTRUCTA*) { return 0; }
+
+long CVskWnd::OnDestroy() { return 0; }
+
+long CVskWnd::OnMessage(unsigned int msg, unsigned int wParam, long lParam) {
+    return static_cast<long>(DefWindowProcA(m_hWnd, msg, wParam, lParam));
+}
+
+long CVskWnd::OnPaint(void*, RECT) { return 0; }
