@@ -38,29 +38,7 @@ WNDCLASSEXA DefaultClass(const char* title) {
     return wc;
 }
 
-// The last window seen on this thread and the object its GWL_USERDATA held.
-// Reading the slot is a call into the system for every message; the copy
-// saves it while messages keep going to one window. WM_CREATE and the
-// window's last message (WM_NCDESTROY) reset it, so a reused handle value is
-// never taken for the old window.
-struct CLastWindow {
-    HWND hwnd;
-    CVskWnd* object;
-};
-thread_local CLastWindow t_lastWindow{nullptr, nullptr};
-
-CVskWnd* StoredObject(HWND hwnd) {
-    if (t_lastWindow.hwnd == hwnd && t_lastWindow.object != nullptr)
-        return t_lastWindow.object;
-    CVskWnd* object = reinterpret_cast<CVskWnd*>(GetWindowLongA(hwnd, GWL_USERDATA));
-    t_lastWindow = CLastWindow{hwnd, object};
-    return object;
-}
-
-void ForgetWindow(HWND hwnd) {
-    if (t_lastWindow.hwnd == hwnd)
-        t_lastWindow = CLastWindow{nullptr, nullptr};
-}
+CVskWnd* StoredObject(HWND hwnd) { return reinterpret_cast<CVskWnd*>(GetWindowLongA(hwnd, GWL_USERDATA)); }
 
 } // namespace
 
@@ -107,7 +85,6 @@ LRESULT CALLBACK CVskWnd::WndProc(HWND hwnd, UINT msg, WPARAM wParam, LPARAM lPa
             wnd = static_cast<CVskWnd*>(reinterpret_cast<CREATESTRUCTA*>(lParam)->lpCreateParams);
             wnd->m_hWnd = hwnd;
             SetWindowLongA(hwnd, GWL_USERDATA, reinterpret_cast<LONG>(wnd));
-            ForgetWindow(hwnd);
             return wnd->OnCreate(nullptr);
         }
         case WM_DESTROY: {
@@ -135,11 +112,6 @@ LRESULT CALLBACK CVskWnd::WndProc(HWND hwnd, UINT msg, WPARAM wParam, LPARAM lPa
             EndPaint(hwnd, &ps);
             return result;
         }
-        case WM_NCDESTROY:
-            ForgetWindow(hwnd);
-            if (wnd == nullptr)
-                return DefWindowProcA(hwnd, msg, wParam, lParam);
-            return wnd->OnMessage(msg, static_cast<unsigned int>(wParam), static_cast<long>(lParam));
         default:
             if (wnd == nullptr)
                 return DefWindowProcA(hwnd, msg, wParam, lParam);

@@ -17,9 +17,6 @@ VSK_DECLARE_UNIT(Vskwnd)
 /// OnPaint only when there is an update region, every other message goes to
 /// OnMessage (to DefWindowProcA while no object is known yet, e.g.
 /// WM_NCCREATE).
-/// The GWL_USERDATA slot belongs to the class: the window procedure keeps a
-/// copy of the object it last read for the thread's last window (until that
-/// window's WM_NCDESTROY), so a program must not overwrite the slot.
 ///
 /// Exceptions: a C++ exception thrown by a handler never travels through the
 /// system's frames. The window procedure keeps it (the first one, per

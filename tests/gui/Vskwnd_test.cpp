@@ -445,29 +445,3 @@ TEST(CVskWnd, DefaultHandlersReturnZeroAndOnMessageGoesToTheSystem) {
     Destroy(wnd);
     EXPECT_EQ(nullptr, wnd.GetHandle());
 }
-
-TEST(CVskWnd, MessagesAlternatingBetweenTwoWindowsReachTheirOwnObjects) {
-    CRecordingWnd a, b;
-    ASSERT_EQ(0, CreateDefault(a));
-    ASSERT_EQ(0, CreateDefault(b));
-    for (int i = 0; i < 3; ++i) {
-        SendMessageA(a.GetHandle(), kPing, 0, 0);
-        SendMessageA(b.GetHandle(), kPing, 0, 0);
-        SendMessageA(b.GetHandle(), kPing, 0, 0);
-    }
-    EXPECT_EQ(3, a.Seen(kPing));
-    EXPECT_EQ(6, b.Seen(kPing));
-    Destroy(a);
-    Destroy(b);
-}
-
-TEST(CVskWnd, ChoiceAWindowMadeAfterTheLastOneDiedReachesItsOwnObject) {
-    for (int round = 0; round < 3; ++round) {
-        CRecordingWnd wnd;
-        ASSERT_EQ(0, CreateDefault(wnd));
-        SendMessageA(wnd.GetHandle(), kPing, 0, 0);
-        EXPECT_EQ(1, wnd.Seen(kPing));
-        Destroy(wnd);
-        EXPECT_EQ(1, wnd.destroys);
-    }
-}
