@@ -155,6 +155,11 @@ TTreeNode* TTreeNodes::AddChild(TTreeNode* parent, const System::AnsiString& tex
     return Insert(parent ? parent->m_item : TVI_ROOT, text);
 }
 
+void TTreeNodes::Clear() {
+    SendMessageA(m_treeView, TVM_DELETEITEM, 0, reinterpret_cast<LPARAM>(TVI_ROOT));
+    m_nodes.clear();
+}
+
 TTreeNode* TTreeNodes::GetFirstNode() const {
     HTREEITEM item = SendGetNext(m_treeView, nullptr, TVGN_ROOT);
     return item ? reinterpret_cast<TTreeNode*>(ItemParam(m_treeView, item)) : nullptr;

@@ -89,6 +89,8 @@ public:
     TTreeNode* Add(TTreeNode* sibling, const System::AnsiString& text);
     /// A new last child of `parent` (top level for nullptr).
     TTreeNode* AddChild(TTreeNode* parent, const System::AnsiString& text);
+    /// Removes every item and node; nodes handed out before are no longer valid.
+    void Clear();
     /// The first top-level node, nullptr when the tree is empty.
     TTreeNode* GetFirstNode() const;
 
