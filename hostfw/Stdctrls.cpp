@@ -30,12 +30,18 @@ System::AnsiString TListBoxStrings::GetString(int index) const {
         throw Sysutils::Exception("list index out of bounds");
     if (length == 0)
         return System::AnsiString();
-    std::vector<char> text(static_cast<std::size_t>(length) + 1);
-    const LRESULT copied =
-        SendMessageA(m_listBox, LB_GETTEXT, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(text.data()));
+    // Short texts (nearly all) go through the stack, not the heap.
+    char shortText[256];
+    std::vector<char> longText;
+    char* text = shortText;
+    if (length >= static_cast<LRESULT>(sizeof(shortText))) {
+        longText.resize(static_cast<std::size_t>(length) + 1);
+        text = longText.data();
+    }
+    const LRESULT copied = SendMessageA(m_listBox, LB_GETTEXT, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(text));
     if (copied < 0)
         throw Sysutils::Exception("list index out of bounds");
-    return System::AnsiString(text.data(), static_cast<int>(copied));
+    return System::AnsiString(text, static_cast<int>(copied));
 }
 
 TControlCanvas::~TControlCanvas() {
