@@ -653,6 +653,9 @@ std::string Join(const std::vector<std::string>& texts) {
 void CheckEveryMove(Comctrls::TTreeView& tree, bool nested, int count) {
     tree.Items->Clear();
     HWND window = tree.Handle;
+    // The order is read from the control; repainting it after every move
+    // would only cost time.
+    SendMessageA(window, WM_SETREDRAW, FALSE, 0);
     Comctrls::TTreeNode* parent = nullptr;
     if (nested) {
         tree.Items->Add(nullptr, "before");
@@ -722,4 +725,18 @@ TEST(ChangeNodeIndex, ToTheLastPositionMovesTheNodeToTheEndOfItsParentsChildren)
     EXPECT_EQ(Join(LevelTexts(tree.Handle, p->ItemId())), "b c a ");
     EXPECT_EQ(Join(LevelTexts(tree.Handle, a->ItemId())), "a1 a2 ");
     EXPECT_EQ(a->Parent, p);
+}
+
+TEST_F(CLogTest, ChoiceArgumentErrorsOfDrawingAndListBoxesWriteNoLogRecord) {
+    const std::string log = UseLog();
+    Graphics::TCanvas canvas;
+    EXPECT_THROW(vsk::bcb::DrawLineDDA(nullptr, 0, 0, 5, 5, 2, 3), std::invalid_argument);
+    EXPECT_THROW(vsk::bcb::DrawLineDDA(&canvas, 0, 0, 5, 5, 0, 0), std::invalid_argument);
+    EXPECT_THROW(vsk::bcb::SetHorizontalExtent(nullptr, 1), std::invalid_argument);
+    EXPECT_THROW(vsk::bcb::SetHorizontalExtentAuto(static_cast<Stdctrls::TCustomListBox*>(nullptr)),
+                 std::invalid_argument);
+    EXPECT_EQ(ReadOrMissing(log), "<missing>");
+    // The tree functions do write one, so the log itself works here.
+    EXPECT_THROW(vsk::bcb::GetSiblingNode(nullptr, 0), std::invalid_argument);
+    EXPECT_EQ(MaskTimestamps(ReadOrMissing(log)), "<TS>CommFuncBCB(467): GetSiblingNode: node==NULL\r\n");
 }
