@@ -1,11 +1,13 @@
 // CommFuncBCB.cpp - host-framework helpers and regular expressions.
 #include "framework/CommFuncBCB.h"
 
+#include "diagnostics/VskDebug.h"
 #include "foundation/Vskstr.h"
 
 #include <pcre2posix.h>
 
 #include <cstring>
+#include <exception>
 #include <stdexcept>
 
 VSK_DEFINE_UNIT(Commfuncbcb, nullptr, nullptr)
@@ -138,5 +140,205 @@ System::AnsiString CReg::ConvToPerl(System::AnsiString wildcard) {
 
 #undef VSK_REGEX
 #undef VSK_CREGEX
+
+} // namespace vsk::bcb
+
+namespace vsk::bcb {
+
+namespace {
+
+// The source name that failure reports of this unit carry.
+const char kSourceName[] = "CommFuncBCB";
+
+const char kNodeNull[] = "node==NULL";
+const char kIndexNegative[] = "index<0";
+const char kIndexPastParentCount[] = "index>=node->Parent->Count";
+const char kIndexTooLarge[] = "引数indexが大きすぎる";
+const char kNewIndexNegative[] = "newIndex<0";
+const char kNewIndexPastCount[] = "newIndex>=maxCount";
+
+// The check box's width that the check list box adds to the text extent.
+constexpr int kCheckBoxWidth = 20;
+
+// Reports a violated precondition to the log, then throws it.
+[[noreturn]] void Fail(int line, const char* function, const char* message) {
+    vsk::detail::ReportFailure(kSourceName, line, function, "%s", message);
+    throw std::invalid_argument(message);
+}
+
+// The state of one dashed line while the system walks it.
+struct CDashedLine {
+    Graphics::TCanvas* canvas;
+    long long counter = 0;
+    long long gap;
+    long long dash;
+    bool dashOpen = false;
+    int startX = 0;
+    int startY = 0;
+    int lastX = 0;
+    int lastY = 0;
+    // An exception of the canvas, kept until LineDDA has returned.
+    std::exception_ptr failure;
+
+    void DrawOpenDashTo(int x, int y) {
+        canvas->MoveTo(startX, startY);
+        canvas->LineTo(x, y);
+        dashOpen = false;
+    }
+
+    void Visit(int x, int y) {
+        if (counter == 0) {
+            // With no gap the previous dash is still open: it ends here.
+            if (dashOpen)
+                DrawOpenDashTo(x, y);
+            dashOpen = true;
+            startX = x;
+            startY = y;
+        } else if (counter == dash && dashOpen) {
+            DrawOpenDashTo(x, y);
+        }
+        lastX = x;
+        lastY = y;
+        counter = (counter + 1) % (gap + dash);
+    }
+};
+
+// LineDDA's per-point function: a system frame, so nothing may leave it by
+// exception. After a failure the remaining points are ignored.
+void CALLBACK VisitDashPoint(int x, int y, LPARAM data) {
+    auto* line = reinterpret_cast<CDashedLine*>(data);
+    if (line->failure)
+        return;
+    try {
+        line->Visit(x, y);
+    } catch (...) {
+        line->failure = std::current_exception();
+    }
+}
+
+HWND ListBoxWindowOrThrow(Stdctrls::TCustomListBox* listBox) {
+    if (!listBox)
+        throw std::invalid_argument("listBox==NULL");
+    return listBox->Handle;
+}
+
+// The widest item text of the list box in pixels; 0 without items.
+int WidestItemText(Stdctrls::TCustomListBox* listBox) {
+    HDC dc = listBox->Canvas->Handle;
+    Stdctrls::TListBoxStrings* items = listBox->Items;
+    const int count = items->Count;
+    int widest = 0;
+    for (int i = 0; i < count; ++i) {
+        const System::AnsiString text = items->Strings[i];
+        SIZE size;
+        if (GetTextExtentPoint32A(dc, text.c_str(), text.Length(), &size) && size.cx > widest)
+            widest = size.cx;
+    }
+    return widest;
+}
+
+} // namespace
+
+void DrawLineDDA(Graphics::TCanvas* canvas, int x1, int y1, int x2, int y2, int gap, int dash) {
+    if (!canvas)
+        throw std::invalid_argument("canvas==NULL");
+    if (static_cast<long long>(gap) + dash == 0)
+        throw std::invalid_argument("gap+dash==0");
+    CDashedLine line;
+    line.canvas = canvas;
+    line.gap = gap;
+    line.dash = dash;
+    LineDDA(x1, y1, x2, y2, &VisitDashPoint, reinterpret_cast<LPARAM>(&line));
+    if (line.failure)
+        std::rethrow_exception(line.failure);
+    if (line.dashOpen)
+        line.DrawOpenDashTo(line.lastX, line.lastY);
+}
+
+Types::TRect ClientToScreen(Controls::TWinControl* control, const Types::TRect& rect) {
+    if (!control)
+        return rect;
+    return Types::TRect(control->ClientToScreen(rect.TopLeft()), control->ClientToScreen(rect.BottomRight()));
+}
+
+Types::TRect ScreenToClient(Controls::TWinControl* control, const Types::TRect& rect) {
+    if (!control)
+        return rect;
+    return Types::TRect(control->ScreenToClient(rect.TopLeft()), control->ScreenToClient(rect.BottomRight()));
+}
+
+void SetHorizontalExtent(Stdctrls::TCustomListBox* listBox, int extent) {
+    SendMessageA(ListBoxWindowOrThrow(listBox), LB_SETHORIZONTALEXTENT, static_cast<WPARAM>(extent), 0);
+}
+
+void SetHorizontalExtentAuto(Stdctrls::TCustomListBox* listBox) {
+    ListBoxWindowOrThrow(listBox);
+    SetHorizontalExtent(listBox, WidestItemText(listBox));
+}
+
+void SetHorizontalExtentAuto(Checklst::TCheckListBox* listBox) {
+    ListBoxWindowOrThrow(listBox);
+    SetHorizontalExtent(listBox, WidestItemText(listBox) + kCheckBoxWidth);
+}
+
+int GetSiblingNodeCount(Comctrls::TTreeNode* node) {
+    if (!node)
+        Fail(431, "GetSiblingNodeCount", kNodeNull);
+    if (Comctrls::TTreeNode* parent = node->Parent)
+        return parent->Count;
+    int count = node->Index + 1;
+    for (Comctrls::TTreeNode* next = node->getNextSibling(); next; next = next->getNextSibling())
+        ++count;
+    return count;
+}
+
+Comctrls::TTreeNode* GetSiblingNode(Comctrls::TTreeNode* node, int index) {
+    if (!node)
+        Fail(467, "GetSiblingNode", kNodeNull);
+    if (index < 0)
+        Fail(468, "GetSiblingNode", kIndexNegative);
+    const int ownIndex = node->Index;
+    if (index == ownIndex)
+        return node;
+    if (Comctrls::TTreeNode* parent = node->Parent) {
+        if (index >= parent->Count)
+            Fail(477, "GetSiblingNode", kIndexPastParentCount);
+        return parent->Item[index];
+    }
+    // On the top level the siblings are counted from the node itself; no
+    // index is read again, the distance gives it.
+    Comctrls::TTreeNode* sibling = node;
+    if (index > ownIndex) {
+        for (int i = ownIndex; i < index; ++i) {
+            sibling = sibling->getNextSibling();
+            if (!sibling)
+                Fail(500, "GetSiblingNode", kIndexTooLarge);
+        }
+    } else {
+        for (int i = ownIndex; i > index; --i)
+            sibling = sibling->getPrevSibling();
+    }
+    return sibling;
+}
+
+void ChangeNodeIndex(Comctrls::TTreeNode* node, int newIndex) {
+    if (!node)
+        Fail(525, "ChangeNodeIndex", kNodeNull);
+    if (newIndex < 0)
+        Fail(526, "ChangeNodeIndex", kNewIndexNegative);
+    const int ownIndex = node->Index;
+    if (newIndex == ownIndex)
+        return;
+    const int maxCount = GetSiblingNodeCount(node);
+    if (newIndex >= maxCount)
+        Fail(530, "ChangeNodeIndex", kNewIndexPastCount);
+    if (newIndex >= maxCount - 1) {
+        node->MoveTo(node->Parent, Comctrls::naAddChild);
+        return;
+    }
+    // Above its own place the node's removal shifts the others down by one.
+    const int target = newIndex > ownIndex ? newIndex + 1 : newIndex;
+    node->MoveTo(GetSiblingNode(node, target), Comctrls::naInsert);
+}
 
 } // namespace vsk::bcb

@@ -1,11 +1,15 @@
-// HostFramework.h - the host GUI framework's types: the framework's own headers
-// under its compiler, the hostfw stand-in everywhere else.
+// HostFramework.h - the host GUI framework's types as the library's units see
+// them: the stand-in of hostfw.dll. A build against another host framework
+// puts a folder with its own framework/HostFramework.h ahead of the source
+// tree on the include path.
 #pragma once
 
-#if defined(__BORLANDC__)
-#include <vcl.h>
-#else
 #include "hostfw/AnsiString.h"
+#include "hostfw/Checklst.h"
+#include "hostfw/Comctrls.h"
+#include "hostfw/Controls.h"
 #include "hostfw/Dialogs.h"
+#include "hostfw/Graphics.h"
+#include "hostfw/Stdctrls.h"
 #include "hostfw/SysUtils.h"
-#endif
+#include "hostfw/Types.h"

@@ -66,7 +66,7 @@ void MakeSizedFile(const std::string& path, unsigned long long size) {
 }
 
 // The slot of a virtual member function in the table: the Itanium C++ ABI
-// (used by GCC on Windows as well) stores 1 + the slot's byte offset in a
+// (which our compiler follows on Windows as well) stores 1 + the slot's byte offset in a
 // pointer to a virtual member.
 template <typename Member>
 int SlotOf(Member member) {
@@ -93,7 +93,7 @@ TEST(CVskFile, CreateTypeValuesHaveTheirNumbers) {
 }
 
 TEST(CVskFile, VirtualSlotsFollowTheDestructorInOrder) {
-    // Slots 0 and 1 are the two destructor entries GCC makes for one virtual
+    // Slots 0 and 1 are the two destructor entries the compiler makes for one virtual
     // destructor.
     EXPECT_EQ(2, SlotOf(&CVskFile::CreateFileA));
     EXPECT_EQ(3, SlotOf(&CVskFile::Close));

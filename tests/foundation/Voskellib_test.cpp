@@ -141,7 +141,7 @@ TEST(PackageDescription, RequiresTheFrameworkPackagesAndContainsTheUnitsInOrder)
     std::memcpy(&version, record.data(), 4);
     EXPECT_EQ(1u, version);
     std::size_t at = 4;
-    EXPECT_EQ((std::vector<std::string>{"rtl60", "vcl60", "dbrtl60", "vcldb60"}), ReadNames(record, at));
+    EXPECT_EQ((std::vector<std::string>{"hostfw_runtime", "hostfw_visual", "hostfw_dbruntime", "hostfw_dbvisual"}), ReadNames(record, at));
     EXPECT_EQ(kUnitOrder, ReadNames(record, at));
     EXPECT_EQ(record.size(), at);
 }
