@@ -9,7 +9,7 @@ VSK_DEFINE_UNIT(Vskdebug, nullptr, nullptr)
 
 #include "diagnostics/Filelogger.h"
 #include "foundation/Vskstr.h"
-#include "framework/HostFramework.h"
+#include "hostfw/HostFramework.h"
 
 #include <cstdarg>
 #include <cstdint>

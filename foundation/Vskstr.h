@@ -3,7 +3,7 @@
 
 #include "foundation/Voskellib_stdafx.h"
 #include "foundation/Vskstrbase.h"
-#include "framework/HostFramework.h"
+#include "hostfw/HostFramework.h"
 
 #include <cstdarg>
 #include <deque>

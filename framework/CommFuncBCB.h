@@ -2,7 +2,7 @@
 #pragma once
 
 #include "foundation/Voskellib_stdafx.h"
-#include "framework/HostFramework.h"
+#include "hostfw/HostFramework.h"
 
 VSK_DECLARE_UNIT(Commfuncbcb)
 

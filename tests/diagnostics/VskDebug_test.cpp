@@ -3,7 +3,7 @@
 #include "diagnostics/VskDebug.h"
 
 #include "diagnostics/Filelogger.h"
-#include "framework/HostFramework.h"
+#include "hostfw/HostFramework.h"
 #include "tests/diagnostics/LogTestSupport.h"
 #include "tests/support/MessageBoxWatcher.h"
 

@@ -1,7 +1,7 @@
 // HostFramework.h - the host GUI framework's types as the library's units see
-// them: the stand-in of hostfw.dll. A build against another host framework
-// puts a folder with its own framework/HostFramework.h ahead of the source
-// tree on the include path.
+// them: the stand-in of hostfw.dll. It lives with the stand-in; a build
+// against another host framework puts a folder with its own
+// hostfw/HostFramework.h ahead of the source tree on the include path.
 #pragma once
 
 #include "hostfw/AnsiString.h"
