@@ -8,9 +8,16 @@
 
 #include <cstring>
 #include <exception>
+#include <mutex>
 #include <stdexcept>
 
-VSK_DEFINE_UNIT(Commfuncbcb, nullptr, nullptr)
+namespace vsk::bcb {
+namespace {
+void DestroyConvTable();
+} // namespace
+} // namespace vsk::bcb
+
+VSK_DEFINE_UNIT(Commfuncbcb, nullptr, vsk::bcb::DestroyConvTable)
 
 namespace vsk::bcb {
 
@@ -40,8 +47,8 @@ const char kMatchFailed[] = "CReg::Match : パターンマッチの実行に失�
 }
 
 // The wild-card conversion table: the escape pairs of the regular-expression
-// metacharacters and the two wild-card pairs, built once and kept for the
-// rest of the process.
+// metacharacters and the two wild-card pairs, made on first use and kept
+// until the unit's exit routine destroys it (a later use makes it again).
 struct CConvTable {
     struct CPair {
         vskstr::CVskStr from;
@@ -54,9 +61,20 @@ struct CConvTable {
     CPair wildcards[2] = {{"?", "."}, {"*", ".*"}};
 };
 
+std::mutex g_convTableLock;
+const CConvTable* g_convTable = nullptr;
+
 const CConvTable& ConvTable() {
-    static const CConvTable table;
-    return table;
+    std::lock_guard<std::mutex> lock(g_convTableLock);
+    if (!g_convTable)
+        g_convTable = new CConvTable();
+    return *g_convTable;
+}
+
+void DestroyConvTable() {
+    std::lock_guard<std::mutex> lock(g_convTableLock);
+    delete g_convTable;
+    g_convTable = nullptr;
 }
 
 } // namespace
@@ -188,9 +206,8 @@ struct CDashedLine {
 
     void Visit(int x, int y) {
         if (counter == 0) {
-            // With no gap the previous dash is still open: it ends here.
-            if (dashOpen)
-                DrawOpenDashTo(x, y);
+            // A dash still open here (no gap, or no dash) is not drawn: the
+            // new one takes its place, so only the last period shows.
             dashOpen = true;
             startX = x;
             startY = y;

@@ -14,8 +14,12 @@ namespace vsk::bcb {
 /// point at count 0 starts a dash, which is drawn with MoveTo/LineTo to the
 /// point at count `dash` (that point itself stays blank, as LineTo leaves the
 /// end pixel), and the other points of the period stay blank. A dash still
-/// open at count 0 of the next period (`gap` 0: touching dashes) is drawn to
-/// that point; one still open after the walk is drawn to the last point.
+/// open at count 0 of the next period is not drawn: the new dash replaces
+/// it, so with `gap` 0 (or `dash` 0) only the last period's dash is drawn.
+/// One still open after the walk is drawn to the last point.
+///
+/// Example: gap 2, dash 3 from (0,5) to (10,5) paints x = 0,1,2 and 5,6,7;
+///          gap 0, dash 3 from (0,5) to (12,5) paints x = 9,10 only.
 /// Negative `gap` or `dash` are used as given (the count runs modulo their
 /// sum, as C++ computes it; a negative `dash` never closes a dash early).
 ///

@@ -88,8 +88,8 @@ std::vector<Point> LineDDAPoints(Point a, Point b) {
 }
 
 // The dashes as segments (start, end), written here from the description of
-// the dashed line: a dash opens at count 0 and closes at count `dash` (or at
-// the next count 0, or at the last point).
+// the dashed line: a dash opens at count 0 (replacing one still open) and
+// closes at count `dash`, or at the last point.
 std::vector<std::pair<Point, Point>> ModelDashes(const std::vector<Point>& points, int gap, int dash) {
     std::vector<std::pair<Point, Point>> dashes;
     const long long period = static_cast<long long>(gap) + dash;
@@ -98,8 +98,6 @@ std::vector<std::pair<Point, Point>> ModelDashes(const std::vector<Point>& point
     Point start;
     for (const Point& p : points) {
         if (count == 0) {
-            if (open)
-                dashes.push_back({start, p});
             open = true;
             start = p;
         } else if (count == dash && open) {
@@ -159,10 +157,16 @@ TEST(DrawLineDDA, GapTwoDashThreeRightToLeft) {
     EXPECT_EQ(Describe(DrawnPixels({10, 5}, {0, 5}, 2, 3)), Describe(Row(5, {10, 9, 8, 5, 4, 3})));
 }
 
-TEST(DrawLineDDA, ChoiceGapZeroDrawsTouchingDashesOfThreeStepsUpToTheLastPoint) {
-    // Every dash is drawn when the next one opens; the last one ends at the
-    // last visited point, which LineTo leaves blank.
-    EXPECT_EQ(Describe(DrawnPixels({0, 5}, {10, 5}, 0, 3)), Describe(Row(5, {0, 1, 2, 3, 4, 5, 6, 7, 8})));
+TEST(DrawLineDDA, GapZeroReopensTheDashEveryPeriodSoOnlyTheLastPeriodIsDrawn) {
+    // With gap 0 the count never reaches `dash`: each count 0 opens a new
+    // dash in place of the open one, and only the dash open at the end is
+    // drawn, from its start to the last visited point (which LineTo leaves
+    // blank). Points 0..9: the last dash opens at 9 and ends there.
+    EXPECT_TRUE(DrawnPixels({0, 5}, {10, 5}, 0, 3).empty());
+    // Points 0..10: the last dash runs from 9 to 10.
+    EXPECT_EQ(Describe(DrawnPixels({0, 5}, {11, 5}, 0, 3)), Describe(Row(5, {9})));
+    // Points 0..11: from 9 to 11.
+    EXPECT_EQ(Describe(DrawnPixels({0, 5}, {12, 5}, 0, 3)), Describe(Row(5, {9, 10})));
 }
 
 TEST(DrawLineDDA, LineShorterThanADashIsOneSegmentFromFirstToLastVisitedPoint) {
@@ -252,7 +256,7 @@ TEST(DrawLineDDA, DrawsWithTheCanvasPen) {
     CDibCanvas dib;
     ASSERT_TRUE(dib.Ready());
     dib.canvas.Pen->Color = RGB(255, 0, 0);
-    vsk::bcb::DrawLineDDA(&dib.canvas, 0, 0, 4, 0, 0, 3);
+    vsk::bcb::DrawLineDDA(&dib.canvas, 0, 0, 4, 0, 2, 3);
     GdiFlush();
     EXPECT_EQ(GetPixel(dib.canvas.Handle, 0, 0), RGB(255, 0, 0));
     EXPECT_EQ(GetPixel(dib.canvas.Handle, 2, 0), RGB(255, 0, 0));
