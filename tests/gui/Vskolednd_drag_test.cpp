@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -156,6 +157,8 @@ protected:
         ::SetForegroundWindow(m_source->Handle());
         ::SetFocus(m_source->Handle());
         HANDLE started = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        HANDLE returned = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        std::atomic<bool> stuck{false};
         std::thread input([&] {
             SendMouse(MOUSEEVENTF_MOVE, from);
             SendMouse(down, from);
@@ -176,6 +179,15 @@ protected:
                 ::Sleep(300);
             }
             SendMouse(up, POINT{to.x + 2, to.y + 2});
+            // A drag that has not ended 10 s after the release (its input
+            // went elsewhere) is cancelled, and the test fails instead of
+            // waiting for ever.
+            while (::WaitForSingleObject(returned, 10000) == WAIT_TIMEOUT) {
+                stuck = true;
+                SendKey(VK_ESCAPE, false);
+                SendKey(VK_ESCAPE, true);
+                SendMouse(up, POINT{to.x + 2, to.y + 2});
+            }
         });
         const DWORD deadline = ::GetTickCount() + 10000;
         while (!m_buttonDown && ::GetTickCount() < deadline) {
@@ -195,8 +207,11 @@ protected:
             ADD_FAILURE() << "the button press never reached the source window";
             ::SetEvent(started);
         }
+        ::SetEvent(returned);
         input.join();
         ::CloseHandle(started);
+        ::CloseHandle(returned);
+        EXPECT_FALSE(stuck) << "the drag did not end after the button's release and was cancelled";
         vsktest::PumpMessages();
         m_buttonDown = false;
         if (error)
