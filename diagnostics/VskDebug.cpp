@@ -20,17 +20,12 @@ namespace {
 
 const char* OrEmpty(const char* s) { return s ? s : ""; }
 
-void PutReportPrefix(const char* file, int line, const char* func) {
-    FileLogger_PutTimestamp();
-    FileLogger_Put("%s(%d): %s: ", file, line, func);
-}
-
 } // namespace
 
 namespace vsk::detail {
 
 void ReportFailure(const char* file, int line, const char* func, const char* format, ...) {
-    PutReportPrefix(OrEmpty(file), line, OrEmpty(func));
+    vsk::detail::PutReportHead(OrEmpty(file), line, OrEmpty(func));
     std::va_list args;
     va_start(args, format);
     FileLoggerVPutLine(format, args);
@@ -92,14 +87,14 @@ void VskPrintAndShowMsg(const char* file, int line, const char* func) {
 AutoFuncNameLogger::AutoFuncNameLogger(const char* file, int line, const char* func)
     : m_file(file), m_line(line), m_func(func) {
     if (_FileLogger_IsAutoFuncNameLogger) {
-        PutReportPrefix(m_file, m_line, m_func);
+        vsk::detail::PutReportHead(m_file, m_line, m_func);
         FileLogger_PutLine("<%08x> : >> START", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this)));
     }
 }
 
 AutoFuncNameLogger::~AutoFuncNameLogger() {
     if (_FileLogger_IsAutoFuncNameLogger) {
-        PutReportPrefix(m_file, m_line, m_func);
+        vsk::detail::PutReportHead(m_file, m_line, m_func);
         FileLogger_PutLine("<%08x> : << END", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this)));
     }
 }
@@ -324,10 +319,10 @@ void RunReportGuarded(void (*body)(void*), void* context, CReportOutput& out, co
     try {
         RunSehGuarded(body, context, ReportFilter, &guard);
     } catch (...) {
-        // After a structured exception the frames between the fault and the
-        // guard were left without their destructors; a log call among them
-        // would keep the log held. (After a C++ exception this finds
-        // nothing to return.)
+        // After a structured exception that took the guard's jump, the
+        // frames between the fault and the guard were left without their
+        // destructors; a log call among them would keep the log held. (After
+        // an unwound fault or a C++ exception this finds nothing to return.)
         ReturnLogTo(hold);
         throw;
     }

@@ -124,15 +124,28 @@ namespace vsk::detail {
 /// Runs `body(context)` inside a structured-exception guard: a structured
 /// exception there writes the crash report to `out` (on the faulting thread,
 /// the faulting frames still on the stack) and reaches the caller as the
-/// std::runtime_error "予期せぬ例外が発生しました", thrown from the guard's
-/// own frame. A C++ exception of the body passes through unchanged.
+/// std::runtime_error "予期せぬ例外が発生しました". A C++ exception of the
+/// body passes through unchanged.
+///
+/// What runs between the fault and the guard: where the faulting code has
+/// unwind information and lets exceptions pass at the fault (code built with
+/// -fnon-call-exceptions -fasynchronous-unwind-tables, as the library is; a
+/// program wanting the same for its own code builds it so), the exception is
+/// thrown at the fault and every destructor on the way runs, once, innermost
+/// first; a fault inside a short C runtime leaf (strlen) starts it at the
+/// leaf's caller. Otherwise (a stack overflow, a fault deep in a system DLL
+/// or the C runtime, code built without those options, a noexcept function)
+/// it is thrown from the guard's own frame, and the objects of the frames in
+/// between are left as they were: their locks stay held, their handles
+/// open. The log's own lock and line count are given back in both cases, so
+/// a fault inside a log call leaves the log usable.
 VSK_API void RunReportGuarded(void (*body)(void*), void* context, CReportOutput& out, const char* file, int line,
                               const char* func);
 
 /// Runs `body(context)` inside the structured-exception guard whose filter is
 /// Exception_Filter: a structured exception there writes the crash report
 /// into the log file and reaches the caller as the std::runtime_error
-/// "予期せぬ例外が発生しました", thrown from the guard's own frame. As in a
+/// "予期せぬ例外が発生しました", unwinding as RunReportGuarded says. As in a
 /// block whose filter is Exception_Filter, the filter's throw means that no
 /// handler part runs.
 /// A C++ exception of the body passes through unchanged.

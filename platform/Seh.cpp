@@ -5,11 +5,22 @@
 //      the faulting context, the faulting frames still on the stack;
 //   2. GuardHandler calls the filter; a C++ exception from it is caught right
 //      there (thrown and caught inside our own frames only) and kept;
-//   3. RtlUnwind removes the registrations inside the guard (calling their
-//      handlers for the unwind), leaving the guard's own on top;
-//   4. __builtin_longjmp resumes in RunSehGuarded, which removes its
-//      registration and throws the kept exception from its own frame.
+//   3. where the faulting code has unwind information, the handler lets the
+//      system resume the thread in ThrowAtFault as if the faulting
+//      instruction had called it (a short leaf of code without unwind
+//      information is left for its caller the same way); ThrowAtFault checks
+//      that every frame up to the guard lets an exception pass and throws
+//      the kept exception, so ordinary unwinding runs every destructor on
+//      the way and RunSehGuarded's catch removes its registration;
+//   4. otherwise (no unwind information, a stack overflow, a frame that
+//      would end the process), RtlUnwind removes the registrations inside
+//      the guard, leaving the guard's own on top, and __builtin_longjmp
+//      resumes in RunSehGuarded, which removes its registration and throws
+//      the kept exception from its own frame; destructors between the fault
+//      and the guard do not run on this path.
 #include "platform/Seh.h"
+
+#include "platform/FaultUnwind.h"
 
 #include <cstddef>
 #include <exception>
@@ -32,6 +43,7 @@ struct CGuardFrame {
     void* filterContext;
     std::exception_ptr error;
     unsigned long code;
+    EXCEPTION_RECORD fault; // for the unwind of the fallback path
 };
 
 CSehRecord* ChainHead() {
@@ -144,6 +156,54 @@ void CallFilterOnSideStack(CFilterCall& call) {
         VirtualFree(stack, 0, MEM_RELEASE);
 }
 
+// Throws the guard's kept exception as if the faulting code had called this
+// function (its return address is the faulting instruction's address plus
+// one, or the return address of the faulting leaf's call). Entered with the
+// guard frame in EAX, when the system has resumed the thread.
+extern "C" __attribute__((regparm(1), noinline, used)) void vsk_ThrowAtFault(CGuardFrame* frame) {
+    auto* const frameBase = static_cast<char*>(__builtin_frame_address(0));
+    if (ExceptionCanReach(frame, frameBase + 8)) {
+        std::exception_ptr error = frame->error;
+        frame->error = nullptr;
+        std::rethrow_exception(error);
+    }
+    UnwindTo(&frame->record, &frame->fault);
+    __builtin_longjmp(frame->resume, 1);
+}
+
+// Entered instead of the faulting instruction: ECX holds its address plus
+// one, pushed as the return address of vsk_ThrowAtFault.
+asm(".text\n"
+    ".p2align 4\n"
+    "_vsk_PushAndThrowAtFault:\n\t"
+    "pushl %ecx\n\t"
+    "jmp _vsk_ThrowAtFault\n");
+extern "C" void vsk_PushAndThrowAtFault();
+
+// Prepares the faulting context to resume in vsk_ThrowAtFault; false where
+// the fault cannot travel as a C++ exception from its site. Of the faulting
+// frame's registers only EAX, ECX and EDX are lost, which no compiled code
+// keeps across an instruction that may throw.
+bool ResumeInThrowAtFault(const EXCEPTION_RECORD& record, CONTEXT& context, CGuardFrame* frame) {
+    if (record.ExceptionCode == EXCEPTION_STACK_OVERFLOW || (record.ExceptionFlags & EXCEPTION_NONCONTINUABLE))
+        return false;
+    if (HasUnwindInfo(reinterpret_cast<const void*>(context.Eip))) {
+        context.Ecx = context.Eip + 1;
+        context.Eax = reinterpret_cast<DWORD>(frame);
+        context.Eip = reinterpret_cast<DWORD>(&vsk_PushAndThrowAtFault);
+        return true;
+    }
+    CForeignCall call;
+    if (FindForeignCall(context.Eip, context.Esp, context.Ebp, call)) {
+        context.Esp = call.esp;
+        context.Ebp = call.ebp;
+        context.Eax = reinterpret_cast<DWORD>(frame);
+        context.Eip = reinterpret_cast<DWORD>(&vsk_ThrowAtFault);
+        return true;
+    }
+    return false;
+}
+
 extern "C" EXCEPTION_DISPOSITION __cdecl GuardHandler(EXCEPTION_RECORD* record, void* establisher,
                                                       CONTEXT* context, void* /*dispatcher*/) {
     if (record->ExceptionFlags & (EXCEPTION_UNWINDING | EXCEPTION_EXIT_UNWIND))
@@ -157,6 +217,10 @@ extern "C" EXCEPTION_DISPOSITION __cdecl GuardHandler(EXCEPTION_RECORD* record, 
     if (!call.threw)
         return ExceptionContinueSearch;
     frame->code = record->ExceptionCode;
+    frame->fault = *record;
+    frame->fault.ExceptionRecord = nullptr;
+    if (ResumeInThrowAtFault(*record, *context, frame))
+        return ExceptionContinueExecution;
     UnwindTo(&frame->record, record);
     __builtin_longjmp(frame->resume, 1);
 }

@@ -20,6 +20,23 @@ using SehFilter = void (*)(unsigned long code, EXCEPTION_POINTERS* pointers, voi
 /// Runs `body(bodyContext)` with a registration of its own on the thread's
 /// exception chain (fs:[0]), removed again however the body ends. A C++
 /// exception of the body passes through unchanged.
+///
+/// What runs after a structured exception whose filter threw:
+/// - where the faulting instruction lies in code with unwind information
+///   (the library, the tests and the examples are built with non-call
+///   exceptions and asynchronous unwind tables), the filter's exception is
+///   thrown as if from the faulting instruction: every destructor between
+///   the fault and the guard runs, once, innermost first, and catch blocks
+///   on the way see it as any C++ exception;
+/// - the same where the fault lies in a leaf function without unwind
+///   information (a C runtime function such as strlen) that has pushed
+///   nothing but its frame pointer yet: the exception starts at its caller;
+/// - otherwise the guard's jump: a stack overflow, a fault deeper inside
+///   code without unwind information (a system DLL, the C runtime), in code
+///   built without non-call exceptions, or in a noexcept function (where an
+///   exception would end the process). The frames between the fault and the
+///   guard are left without running their destructors: a lock they hold
+///   stays held, a handle they own stays open.
 /// Thread safety: any thread; the registration belongs to the calling thread.
 void RunSehGuarded(void (*body)(void*), void* bodyContext, SehFilter filter, void* filterContext);
 
