@@ -295,6 +295,11 @@ CLogHold CurrentLogHold() {
     return hold;
 }
 
+void PutReportHead(const char* file, int line, const char* func) {
+    FileLogger_PutTimestamp();
+    FileLogger_Put("%s(%d): %s: ", file, line, func);
+}
+
 void ReturnLogTo(const CLogHold& hold) {
     while (t_linesWriting > hold.linesWriting) {
         --t_linesWriting;
@@ -379,8 +384,7 @@ void FileLogger_Dump(const char* file, int line, const char* func) {
     const int errnoLength = TrimmedLength(errnoText, static_cast<int>(std::strlen(errnoText)));
     const int systemTextLength = TrimmedLength(systemText, static_cast<int>(systemLength));
 
-    FileLogger_PutTimestamp();
-    FileLogger_Put("%s(%d): %s: ", file, line, func);
+    vsk::detail::PutReportHead(file, line, func);
     FileLogger_PutLine("auto dump infomation.\n\terrno     = % 8d %.*s\n\tLastError = %08x %.*s", errno, errnoLength,
                        errnoText, static_cast<unsigned>(lastError), systemTextLength,
                        systemText ? systemText : "");

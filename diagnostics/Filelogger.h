@@ -94,10 +94,14 @@ VSK_API void FileLoggerVPut(const char* format, std::va_list args);
 /// FileLogger_PutLine with an argument list.
 VSK_API void FileLoggerVPutLine(const char* format, std::va_list args);
 
+/// Writes the head of a failure report: the time stamp, then
+/// "<file>(<line>): <func>: " (the form every unit's report starts with).
+VSK_API void PutReportHead(const char* file, int line, const char* func);
+
 /// How far the calling thread holds the log: how often it has entered the
 /// log's lock, and how many lines it is writing. A structured exception
-/// that a guard turns into a C++ exception skips the destructors between
-/// the fault and the guard; the guard takes this before its body and gives
+/// that takes the crash guard's jump skips the destructors between the
+/// fault and the guard; the guard takes this before its body and gives
 /// it to ReturnLogTo afterwards, so that a fault inside a log call does not
 /// leave the log held for good.
 struct CLogHold {

@@ -53,8 +53,7 @@ constexpr int kFolderFailedLine = 658;
 // deletion) survives the log's own file calls.
 void ReportDeleteError(int line, const char* message, const std::string& path) {
     const vsk::detail::CLastErrorKeeper keep;
-    FileLogger_PutTimestamp();
-    FileLogger_Put("%s(%d): %s: ", kReportSource, line, kReportFunction);
+    vsk::detail::PutReportHead(kReportSource, line, kReportFunction);
     FileLogger_PutLine(message, path.c_str());
 }
 
