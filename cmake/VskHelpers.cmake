@@ -8,7 +8,10 @@ function(vsk_add_subsystem name)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   add_library(vsk_${name} OBJECT ${sources})
   add_library(VoskelLIB::${name} ALIAS vsk_${name})
-  target_link_libraries(vsk_${name} PUBLIC vsk_options hostfw PRIVATE vsk_build_options)
+  # The folder's own sources see only the folders the layer map allows; its
+  # users get the whole include root and the stand-in.
+  target_link_libraries(vsk_${name} INTERFACE vsk_options hostfw PRIVATE vsk_build_options)
+  vsk_layer_includes(vsk_${name} ${name})
   target_compile_definitions(vsk_${name} PRIVATE VOSKELLIB_BUILDING_DLL)
   set_property(GLOBAL APPEND PROPERTY VSK_SUBSYSTEMS vsk_${name})
 endfunction()

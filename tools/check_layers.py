@@ -1,8 +1,8 @@
 """Checks the library's #include lines against the layer map.
 
-The map (docs/architecture.md explains it) says which subsystem folders each
-folder may include, and names the few edges against the direction that the
-library's behaviour itself needs, unit by unit. The check fails when
+The map (cmake/VskLayers.cmake; docs/architecture.md explains it) says which
+subsystem folders each folder may include, and names the few edges against
+the direction that the library's behaviour itself needs, unit by unit. The check fails when
   - a unit includes a folder its own folder may not use and no named edge
     allows it, or
   - headers include each other in a circle.
@@ -12,30 +12,22 @@ import os
 import re
 import sys
 
-# Bottom to top. A folder may include itself and the folders listed.
-ALLOWED = {
-    "platform": set(),
-    "hostfw": {"platform"},
-    "foundation": {"platform", "hostfw"},
-    "calendar": {"platform", "foundation"},
-    "diagnostics": {"platform", "hostfw", "foundation"},
-    "files": {"platform", "foundation", "diagnostics"},
-    "threading": {"platform", "foundation", "diagnostics"},
-    "gui": {"platform", "hostfw", "foundation", "files", "diagnostics", "threading"},
-    "framework": {"platform", "hostfw", "foundation", "diagnostics"},
-}
+def read_layer_map(root):
+    """The map as cmake/VskLayers.cmake states it (the build compiles each
+    folder against a view of the same map): the folders each folder may
+    include, the named edges as (unit, header) pairs, and the frame's files."""
+    with open(os.path.join(root, "cmake", "VskLayers.cmake"), encoding="utf-8") as source:
+        text = source.read()
+    allowed = {}
+    for folder, listed in re.findall(r'set\(VSK_LAYER_([a-z]+) "([^"]*)"\)', text):
+        allowed[folder] = set(filter(None, listed.split(";")))
+    edges_block = re.search(r"set\(VSK_NAMED_EDGES(.*?)\)", text, re.S).group(1)
+    edges = {tuple(edge.split("|")) for edge in re.findall(r'"([^"]+)"', edges_block)}
+    frame = set(re.search(r"set\(VSK_FRAME ([^)]*)\)", text).group(1).split())
+    return allowed, edges, frame
 
-# Edges against the direction, each needed by a documented behaviour.
-NAMED_EDGES = {
-    # The string's whole-file load and save go through the file object.
-    ("foundation/Vskstr.cpp", "files/VskFile.h"),
-    # A failed code-page conversion of a string is written to the log.
-    ("foundation/Vskstrbase.cpp", "diagnostics/Filelogger.h"),
-}
 
-# The package frame sits on top: its umbrella header and start-up code see
-# every unit.
-FRAME = {"foundation/Voskellib.h", "foundation/Voskellib.cpp"}
+ALLOWED, NAMED_EDGES, FRAME = read_layer_map(os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([a-z0-9_]+)/([^"]+)"', re.MULTILINE)
 
@@ -94,6 +86,8 @@ def header_cycles(root):
 
 
 def main(root):
+    global ALLOWED, NAMED_EDGES, FRAME
+    ALLOWED, NAMED_EDGES, FRAME = read_layer_map(root)
     errors = layer_errors(root) + header_cycles(root)
     for error in errors:
         print("check-layers: " + error, file=sys.stderr)
