@@ -1,0 +1,117 @@
+// Commonfunctions_processes.cpp - part of unit Commonfunctions: child
+// processes (with pipes for their standard streams) and a thread's windows.
+#include "files/Commonfunctions.h"
+
+#include "files/Vskpipe.h"
+#include "platform/LastError.h"
+#include "platform/Process.h"
+#include "platform/Win32.h"
+
+#include <exception>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+// Appends each window to the list; an exception (only std::bad_alloc can
+// arise) is kept and rethrown after the enumeration, never thrown through
+// the system's frames.
+struct CWindowCollector {
+    std::vector<void*>* list;
+    std::exception_ptr error;
+};
+
+BOOL CALLBACK CollectWindow(HWND window, LPARAM context) {
+    auto* collector = reinterpret_cast<CWindowCollector*>(context);
+    if (collector->error)
+        return TRUE;
+    try {
+        collector->list->push_back(window);
+    } catch (...) {
+        collector->error = std::current_exception();
+    }
+    return TRUE;
+}
+
+} // namespace
+
+namespace vsk {
+
+bool CreateProcessA(const char* application, char* commandLine, int showWindow, const char* currentDirectory,
+                    void** process, void** thread, void* stdInput, void* stdOutput, void* stdError) {
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    static_assert(sizeof(STARTUPINFOA) == 68, "the start-up record is 68 bytes");
+    startup.dwFlags = STARTF_USESHOWWINDOW | STARTF_USESTDHANDLES;
+    startup.wShowWindow = static_cast<WORD>(showWindow);
+    if (stdInput)
+        startup.hStdInput = stdInput;
+    if (stdOutput)
+        startup.hStdOutput = stdOutput;
+    if (stdError)
+        startup.hStdError = stdError;
+
+    SECURITY_ATTRIBUTES processAttributes{};
+    processAttributes.nLength = sizeof processAttributes;
+    processAttributes.lpSecurityDescriptor = nullptr;
+    processAttributes.bInheritHandle = TRUE;
+
+    PROCESS_INFORMATION info{};
+    if (!::CreateProcessA(application, commandLine, &processAttributes, nullptr, TRUE, CREATE_NEW_CONSOLE,
+                          nullptr, currentDirectory, &startup, &info))
+        return false;
+    vsk::detail::ApplyInheritance(info.hProcess, &processAttributes);
+    if (process)
+        *process = info.hProcess;
+    else
+        CloseHandle(info.hProcess);
+    if (thread)
+        *thread = info.hThread;
+    else
+        CloseHandle(info.hThread);
+    return true;
+}
+
+bool CreateProcessUsePipe(const char* application, char* commandLine, int showWindow, const char* currentDirectory,
+                          void** process, void** thread, CVskPipe* stdInput, CVskPipe* stdOutput,
+                          CVskPipe* stdError) {
+    CVskPipe input;
+    CVskPipe output;
+    CVskPipe error;
+    constexpr int kInheritable = 1;
+    constexpr unsigned long kBufferSize = 1;
+    if (stdOutput)
+        output.Create(kInheritable, kBufferSize);
+    if (stdError) {
+        if (stdError == stdOutput)
+            error = output; // both streams of the child go into one pipe
+        else
+            error.Create(kInheritable, kBufferSize);
+    }
+    if (stdInput)
+        input.Create(kInheritable, kBufferSize);
+
+    const bool started = CreateProcessA(application, commandLine, showWindow, currentDirectory, process, thread,
+                                        input.ReadHandle(), output.WriteHandle(), error.WriteHandle());
+    // Keep the failed start's last error for the caller across the handle work.
+    const vsk::detail::CLastErrorKeeper keep;
+    if (stdInput)
+        *stdInput = input;
+    if (stdOutput)
+        *stdOutput = output;
+    if (stdError)
+        *stdError = error;
+    return started;
+}
+
+bool GetWindowList(unsigned long threadId, std::vector<void*>* list) {
+    if (!list)
+        throw std::invalid_argument("GetWindowList : list==NULL");
+    CWindowCollector collector{list, nullptr};
+    const BOOL result = vsk::detail::EnumThreadWindowsDocumented(threadId, CollectWindow, reinterpret_cast<LPARAM>(&collector));
+    if (collector.error)
+        std::rethrow_exception(collector.error);
+    return result != 0;
+}
+
+} // namespace vsk
