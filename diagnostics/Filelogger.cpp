@@ -1,6 +1,7 @@
 // Filelogger.cpp - the rotating log file.
 #include "diagnostics/Filelogger.h"
 
+#include "platform/ScopedHandle.h"
 #include "platform/Stdio.h"
 
 #include <atomic>
@@ -129,16 +130,15 @@ bool CurrentSize(std::int64_t& size) {
         size = static_cast<std::int64_t>(std::ftell(g_stream));
         return true;
     }
-    HANDLE file = CreateFileA(g_name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
+    const vsk::detail::CScopedKernelHandle file(
+        CreateFileA(g_name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+    if (!file) {
         errno = ENOENT;
         return false;
     }
     DWORD high = 0;
-    const DWORD low = GetFileSize(file, &high);
-    const DWORD error = (low == INVALID_FILE_SIZE) ? GetLastError() : NO_ERROR;
-    CloseHandle(file);
-    if (error != NO_ERROR)
+    const DWORD low = GetFileSize(file.Get(), &high);
+    if (low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR)
         return false;
     size = static_cast<std::int64_t>((static_cast<std::uint64_t>(high) << 32) | low);
     return true;
@@ -380,6 +380,7 @@ void FileLogger_Dump(const char* file, int line, const char* func) {
         systemText = nullptr;
         systemLength = 0;
     }
+    const vsk::detail::CScopedLocalMemory systemTextMemory(systemText);
     const char* errnoText = std::strerror(errno);
     const int errnoLength = TrimmedLength(errnoText, static_cast<int>(std::strlen(errnoText)));
     const int systemTextLength = TrimmedLength(systemText, static_cast<int>(systemLength));
@@ -388,8 +389,6 @@ void FileLogger_Dump(const char* file, int line, const char* func) {
     FileLogger_PutLine("auto dump infomation.\n\terrno     = % 8d %.*s\n\tLastError = %08x %.*s", errno, errnoLength,
                        errnoText, static_cast<unsigned>(lastError), systemTextLength,
                        systemText ? systemText : "");
-    if (systemText)
-        LocalFree(systemText);
 }
 
 void FileLogger_AllocConsole() {

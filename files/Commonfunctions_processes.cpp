@@ -5,6 +5,7 @@
 #include "files/Vskpipe.h"
 #include "platform/LastError.h"
 #include "platform/Process.h"
+#include "platform/ScopedHandle.h"
 #include "platform/Win32.h"
 
 #include <exception>
@@ -60,15 +61,14 @@ bool CreateProcessA(const char* application, char* commandLine, int showWindow, 
     if (!::CreateProcessA(application, commandLine, &processAttributes, nullptr, TRUE, CREATE_NEW_CONSOLE,
                           nullptr, currentDirectory, &startup, &info))
         return false;
+    vsk::detail::CScopedKernelHandle processHandle(info.hProcess);
+    vsk::detail::CScopedKernelHandle threadHandle(info.hThread);
     vsk::detail::ApplyInheritance(info.hProcess, &processAttributes);
+    // The handles the caller does not take are closed here.
     if (process)
-        *process = info.hProcess;
-    else
-        CloseHandle(info.hProcess);
+        *process = processHandle.Release();
     if (thread)
-        *thread = info.hThread;
-    else
-        CloseHandle(info.hThread);
+        *thread = threadHandle.Release();
     return true;
 }
 

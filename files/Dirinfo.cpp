@@ -2,6 +2,7 @@
 #include "files/Dirinfo.h"
 
 #include "platform/LastError.h"
+#include "platform/ScopedHandle.h"
 
 #include <new>
 
@@ -17,23 +18,6 @@ BOOL WINAPI SystemFindNextFile(HANDLE search, WIN32_FIND_DATAA* record) { return
 
 vsk::detail::FindFirstFileFn g_findFirst = SystemFindFirstFile;
 vsk::detail::FindNextFileFn g_findNext = SystemFindNextFile;
-
-// Owns one search handle; closing keeps the thread's last error, which tells
-// the caller how the search ended.
-class CSearchHandle {
-public:
-    explicit CSearchHandle(HANDLE search) : m_search(search) {}
-    ~CSearchHandle() {
-        const vsk::detail::CLastErrorKeeper keep;
-        FindClose(m_search);
-    }
-    CSearchHandle(const CSearchHandle&) = delete;
-    CSearchHandle& operator=(const CSearchHandle&) = delete;
-    HANDLE Get() const { return m_search; }
-
-private:
-    HANDLE m_search;
-};
 
 // An empty folder (nothing matches) and a folder that may not be read are
 // listings without entries, not failures.
@@ -89,7 +73,9 @@ int CDirInfo::GetDirInfo(const char* pattern) {
     const HANDLE first = g_findFirst(pattern, &record);
     if (first == INVALID_HANDLE_VALUE)
         return IsEmptyListing(GetLastError()) ? 0 : -1;
-    const CSearchHandle search(first);
+    // Closing the search keeps the thread's last error, which tells the
+    // caller how the search ended.
+    const vsk::detail::CScopedFindHandle search(first);
     do {
         if (!Append(DirInfoList, record))
             return -1;

@@ -6,6 +6,7 @@
 #include "platform/File.h"
 #include "platform/LastError.h"
 #include "platform/Mbcs.h"
+#include "platform/ScopedHandle.h"
 
 #include <cstring>
 #include <stdexcept>
@@ -185,11 +186,8 @@ bool CVskFile::SetFileAttr(const char* name, unsigned long attributes) {
 
 bool CVskFile::Exists(const char* name) {
     WIN32_FIND_DATAA record;
-    const HANDLE search = FindFirstFileA(name, &record);
-    if (search == INVALID_HANDLE_VALUE)
-        return false;
-    FindClose(search);
-    return true;
+    const vsk::detail::CScopedFindHandle search(FindFirstFileA(name, &record));
+    return static_cast<bool>(search);
 }
 
 bool CVskFile::CanWrite(CreateType type) { return IsKnownType(type) && type != CT_READ; }

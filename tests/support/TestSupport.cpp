@@ -1,6 +1,7 @@
 // TestSupport.cpp - helpers shared by the test suites.
 #include "tests/support/TestSupport.h"
 
+#include "platform/ScopedHandle.h"
 #include "platform/Win32.h"
 
 #include <atomic>
@@ -18,8 +19,8 @@ std::atomic<int> g_tempCounter{0};
 
 void RemoveTree(const std::string& path) {
     WIN32_FIND_DATAA entry;
-    HANDLE find = FindFirstFileA((path + "\\*").c_str(), &entry);
-    if (find != INVALID_HANDLE_VALUE) {
+    // The search ends before the folder goes: an open search keeps it.
+    if (const vsk::detail::CScopedFindHandle find{FindFirstFileA((path + "\\*").c_str(), &entry)}) {
         do {
             const std::string name = entry.cFileName;
             if (name == "." || name == "..")
@@ -30,8 +31,7 @@ void RemoveTree(const std::string& path) {
                 RemoveTree(child);
             else
                 DeleteFileA(child.c_str());
-        } while (FindNextFileA(find, &entry));
-        FindClose(find);
+        } while (FindNextFileA(find.Get(), &entry));
     }
     RemoveDirectoryA(path.c_str());
 }
@@ -58,9 +58,8 @@ std::string Win32ErrorText(unsigned long code) {
     char* text = nullptr;
     FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
                    nullptr, code, 0, reinterpret_cast<char*>(&text), 0, nullptr);
-    std::string result = "error " + std::to_string(code) + (text ? std::string(": ") + text : "");
-    LocalFree(text);
-    return result;
+    const vsk::detail::CScopedLocalMemory textMemory(text);
+    return "error " + std::to_string(code) + (text ? std::string(": ") + text : "");
 }
 
 std::string ReadFileBytes(const std::string& path) {
