@@ -1,6 +1,7 @@
 // Filelogger.cpp - the rotating log file.
 #include "diagnostics/Filelogger.h"
 
+#include "platform/Replaceable.h"
 #include "platform/ScopedHandle.h"
 #include "platform/Stdio.h"
 
@@ -47,7 +48,7 @@ thread_local int t_linesWriting = 0;
 
 void* __stdcall SystemGetStdHandle(unsigned long which) { return GetStdHandle(which); }
 
-vsk::detail::GetStdHandleFn g_getStdHandle = SystemGetStdHandle;
+vsk::detail::CReplaceable<vsk::detail::GetStdHandleFn> g_getStdHandle{SystemGetStdHandle};
 
 // Append, text; "N" keeps the handle out of child processes, which would
 // otherwise keep the file open and make the rotation's rename fail.
@@ -283,9 +284,7 @@ void FileLoggerVPutLine(const char* format, std::va_list args) {
 }
 
 GetStdHandleFn SetGetStdHandleFunction(GetStdHandleFn function) {
-    const GetStdHandleFn previous = g_getStdHandle;
-    g_getStdHandle = function ? function : SystemGetStdHandle;
-    return previous;
+    return g_getStdHandle.Replace(function);
 }
 
 CLogHold CurrentLogHold() {

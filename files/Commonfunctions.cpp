@@ -5,6 +5,7 @@
 
 #include "platform/LastError.h"
 #include "platform/Mbcs.h"
+#include "platform/Replaceable.h"
 #include "platform/Win32.h"
 
 #include <cstdint>
@@ -72,7 +73,7 @@ unsigned long __stdcall SystemModuleFileName(void* module, char* buffer, unsigne
     return GetModuleFileNameA(static_cast<HMODULE>(module), buffer, size);
 }
 
-vsk::detail::ModuleFileNameFn g_moduleFileName = SystemModuleFileName;
+vsk::detail::CReplaceable<vsk::detail::ModuleFileNameFn> g_moduleFileName{SystemModuleFileName};
 
 // ---- Byte walks --------------------------------------------------------------
 // The functions read the characters in place instead of cutting strings
@@ -680,9 +681,7 @@ const CVskStr* PathSeparatorConstant() { return g_constants ? &g_constants->sepa
 const CVskStr* ExtensionMarkConstant() { return g_constants ? &g_constants->extensionMark : nullptr; }
 
 ModuleFileNameFn SetModuleFileNameFunction(ModuleFileNameFn function) {
-    const ModuleFileNameFn previous = g_moduleFileName;
-    g_moduleFileName = function ? function : SystemModuleFileName;
-    return previous;
+    return g_moduleFileName.Replace(function);
 }
 
 } // namespace vsk::detail

@@ -2,6 +2,7 @@
 #include "files/Dirinfo.h"
 
 #include "platform/LastError.h"
+#include "platform/Replaceable.h"
 #include "platform/ScopedHandle.h"
 
 #include <new>
@@ -16,8 +17,8 @@ HANDLE WINAPI SystemFindFirstFile(const char* pattern, WIN32_FIND_DATAA* record)
 
 BOOL WINAPI SystemFindNextFile(HANDLE search, WIN32_FIND_DATAA* record) { return ::FindNextFileA(search, record); }
 
-vsk::detail::FindFirstFileFn g_findFirst = SystemFindFirstFile;
-vsk::detail::FindNextFileFn g_findNext = SystemFindNextFile;
+vsk::detail::CReplaceable<vsk::detail::FindFirstFileFn> g_findFirst{SystemFindFirstFile};
+vsk::detail::CReplaceable<vsk::detail::FindNextFileFn> g_findNext{SystemFindNextFile};
 
 // An empty folder (nothing matches) and a folder that may not be read are
 // listings without entries, not failures.
@@ -44,15 +45,11 @@ bool Append(std::vector<WIN32_FIND_DATAA*>& list, const WIN32_FIND_DATAA& record
 namespace vsk::detail {
 
 FindFirstFileFn SetFindFirstFileFunction(FindFirstFileFn function) {
-    const FindFirstFileFn previous = g_findFirst;
-    g_findFirst = function ? function : SystemFindFirstFile;
-    return previous;
+    return g_findFirst.Replace(function);
 }
 
 FindNextFileFn SetFindNextFileFunction(FindNextFileFn function) {
-    const FindNextFileFn previous = g_findNext;
-    g_findNext = function ? function : SystemFindNextFile;
-    return previous;
+    return g_findNext.Replace(function);
 }
 
 } // namespace vsk::detail

@@ -2,6 +2,7 @@
 #include "files/Vskpipe.h"
 
 #include "platform/LastError.h"
+#include "platform/Replaceable.h"
 #include "platform/Win32.h"
 
 #include <stdexcept>
@@ -14,11 +15,11 @@ int __stdcall SystemCreatePipe(void** read, void** write, void* attributes, unsi
     return ::CreatePipe(read, write, static_cast<SECURITY_ATTRIBUTES*>(attributes), size);
 }
 
-vsk::detail::CreatePipeFn g_createPipe = SystemCreatePipe;
+vsk::detail::CReplaceable<vsk::detail::CreatePipeFn> g_createPipe{SystemCreatePipe};
 
 int __stdcall SystemCloseHandle(void* handle) { return ::CloseHandle(handle); }
 
-vsk::detail::CloseHandleFn g_closeHandle = SystemCloseHandle;
+vsk::detail::CReplaceable<vsk::detail::CloseHandleFn> g_closeHandle{SystemCloseHandle};
 
 bool Held(HANDLE handle) { return handle != INVALID_HANDLE_VALUE; }
 
@@ -46,15 +47,11 @@ void* Duplicate(void* source) {
 namespace vsk::detail {
 
 CreatePipeFn SetCreatePipeFunction(CreatePipeFn function) {
-    CreatePipeFn previous = g_createPipe;
-    g_createPipe = function ? function : SystemCreatePipe;
-    return previous;
+    return g_createPipe.Replace(function);
 }
 
 CloseHandleFn SetCloseHandleFunction(CloseHandleFn function) {
-    CloseHandleFn previous = g_closeHandle;
-    g_closeHandle = function ? function : SystemCloseHandle;
-    return previous;
+    return g_closeHandle.Replace(function);
 }
 
 } // namespace vsk::detail

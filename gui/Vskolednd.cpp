@@ -2,6 +2,7 @@
 #include "gui/Vskolednd.h"
 
 #include "platform/DropFiles.h"
+#include "platform/Replaceable.h"
 
 #include <shellapi.h>
 #include <shlobj.h>
@@ -32,7 +33,8 @@ thread_local std::exception_ptr t_pendingError;
 thread_local int t_systemCallDepth = 0;
 
 vsk::detail::DragDropObjectCounts g_counts{};
-vsk::detail::GlobalAllocFn g_globalAlloc = nullptr;
+HGLOBAL __stdcall SystemGlobalAlloc(UINT flags, SIZE_T bytes) { return ::GlobalAlloc(flags, bytes); }
+vsk::detail::CReplaceable<vsk::detail::GlobalAllocFn> g_globalAlloc{SystemGlobalAlloc};
 
 void KeepError(std::exception_ptr error) {
     if (!t_pendingError)
@@ -90,7 +92,7 @@ FORMATETC HGlobalFormat(unsigned int format) {
 
 HGLOBAL AllocGlobal(SIZE_T bytes) {
     const UINT flags = GMEM_MOVEABLE | GMEM_ZEROINIT; // 66
-    return g_globalAlloc ? g_globalAlloc(flags, bytes) : ::GlobalAlloc(flags, bytes);
+    return g_globalAlloc(flags, bytes);
 }
 
 // A copy of a target device that the receiver frees with CoTaskMemFree.
@@ -707,9 +709,7 @@ HGLOBAL vsk::detail::MakeDropFiles(const std::vector<vskstr::CVskStr>& files, bo
 }
 
 vsk::detail::GlobalAllocFn vsk::detail::SetDragDropGlobalAlloc(GlobalAllocFn fn) {
-    GlobalAllocFn previous = g_globalAlloc;
-    g_globalAlloc = fn;
-    return previous;
+    return g_globalAlloc.Replace(fn);
 }
 
 vsk::detail::DragDropObjectCounts vsk::detail::GetDragDropObjectCounts() { return g_counts; }
