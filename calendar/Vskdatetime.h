@@ -33,7 +33,9 @@ public:
     /// when the C runtime cannot represent it (before 1970-01-01 00:00:00 UTC,
     /// after 2038-01-19 03:14:07 UTC).
     CVskDatetime(long date, long time);
+    /// The same moment.
     CVskDatetime(const CVskDatetime& other);
+    /// Takes `other`'s moment.
     CVskDatetime& operator=(const CVskDatetime& other);
     ~CVskDatetime();
 
@@ -77,11 +79,17 @@ public:
     /// Local time of day, packed.
     /// Errors: std::runtime_error "CVskDatetime::GetTime()" as GetDate.
     long GetTime() const;
+    /// The local year (from GetDate; its errors).
     int GetYear() const;
+    /// The local month, 1..12 (from GetDate; its errors).
     int GetMonth() const;
+    /// The local day of the month (from GetDate; its errors).
     int GetDay() const;
+    /// The local hour, 0..23 (from GetTime; its errors).
     int GetHour() const;
+    /// The local minute (from GetTime; its errors).
     int GetMinute() const;
+    /// The local second (from GetTime; its errors).
     int GetSecond() const;
     /// 0 = Sunday .. 6 = Saturday, of the local date at local midnight.
     /// Errors: std::runtime_error "CVskDatetime::GetDayOfWeek()" when that
@@ -92,6 +100,7 @@ public:
     /// Replace the date (or the time of day) and keep the other half; the
     /// same normalisation and errors as the (date, time) constructor.
     CVskDatetime& SetDate(long date);
+    /// Replaces the time of day (packed hhmmss) and keeps the date.
     CVskDatetime& SetTime(long time);
     /// Replace one field after a range check; the day is not clamped to the
     /// month (SetDay(31) in April gives 1 May; SetMonth(2) on the 31st gives
@@ -101,10 +110,15 @@ public:
     /// ...) out of range; a result the C runtime cannot represent throws as
     /// the (date, time) constructor does.
     CVskDatetime& SetYear(long year);
+    /// Replaces the month (1..12); error text "CVskDatetime::SetMonth()".
     CVskDatetime& SetMonth(long month);
+    /// Replaces the day (1..31); error text "CVskDatetime::SetDay()".
     CVskDatetime& SetDay(long day);
+    /// Replaces the hour (0..23); error text "CVskDatetime::SetHour()".
     CVskDatetime& SetHour(long hour);
+    /// Replaces the minute (0..59); error text "CVskDatetime::SetMinute()".
     CVskDatetime& SetMinute(long minute);
+    /// Replaces the second (0..59); error text "CVskDatetime::SetSecond()".
     CVskDatetime& SetSecond(long second);
 
     /// Gregorian rule: every 4th year, except centuries not divisible by 400.
@@ -138,10 +152,15 @@ public:
 
     /// Compare the signed seconds values.
     bool operator==(const CVskDatetime& other) const;
+    /// The seconds values differ.
     bool operator!=(const CVskDatetime& other) const;
+    /// Later than `other`.
     bool operator>(const CVskDatetime& other) const;
+    /// Earlier than `other`.
     bool operator<(const CVskDatetime& other) const;
+    /// Not earlier than `other`.
     bool operator>=(const CVskDatetime& other) const;
+    /// Not later than `other`.
     bool operator<=(const CVskDatetime& other) const;
 
 private:

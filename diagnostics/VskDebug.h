@@ -65,6 +65,7 @@ VSK_API void VskPrintAndShowMsg(const char* file, int line, const char* func);
 /// guard (string literals normally).
 class VSK_API AutoFuncNameLogger {
 public:
+    /// Writes the START line when tracing is on; keeps the `file` and `func` pointers (pass literals).
     AutoFuncNameLogger(const char* file, int line, const char* func);
     ~AutoFuncNameLogger();
     AutoFuncNameLogger(const AutoFuncNameLogger&) = delete;

@@ -16,6 +16,7 @@ namespace vsk {
 class VSK_API CCloneable {
 public:
     CCloneable() = default;
+    /// Copies nothing: the interface has no state.
     CCloneable(const CCloneable&) {}
     /// Copies nothing: an interface has no state.
     CCloneable& operator=(const CCloneable&) { return *this; }

@@ -33,5 +33,6 @@ public:
     int GetRefCount() const { return m_refCount; }
 
 protected:
+    /// The reference count; a new object starts with the one its creator owns.
     int m_refCount = 1;
 };

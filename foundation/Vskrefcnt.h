@@ -30,7 +30,9 @@ class CVskRefCnt {
 public:
     /// The shared counter record.
     struct CRefCnt {
+        /// The shared object.
         T m_object;
+        /// How many CVskRefCnt objects share the record.
         int m_count;
     };
 
@@ -55,6 +57,7 @@ public:
 
     /// The owned object.
     T Get() const { return m_record->m_object; }
+    /// The owned object, for member access.
     T operator->() const { return m_record->m_object; }
     /// Number of CVskRefCnt objects that share the record.
     int GetCount() const { return m_record->m_count; }

@@ -12,6 +12,7 @@ namespace vsk {
 class VSK_API CSerializeIF {
 public:
     CSerializeIF() = default;
+    /// Copies nothing: the interface has no state.
     CSerializeIF(const CSerializeIF&) {}
     /// Copies nothing: an interface has no state.
     CSerializeIF& operator=(const CSerializeIF&) { return *this; }

@@ -26,6 +26,7 @@ class VSK_API CVskStr : public CVskStrBase<char> {
 public:
     /// The empty string; does not allocate.
     CVskStr() = default;
+    /// Shares `other`'s buffer (one reference more).
     CVskStr(const CVskStr& other) = default;
     /// The bytes of `s` up to its NUL.
     /// Errors: std::invalid_argument "CVskStr::CVskStr()" when `s` is nullptr.
@@ -47,6 +48,7 @@ public:
     CVskStr(const CVskStrW& w);
     ~CVskStr() override;
 
+    /// Shares `other`'s buffer, giving up the one held.
     CVskStr& operator=(const CVskStr& other) = default;
 
     /// A new AnsiString of the C-string view (it ends at the first NUL).
@@ -97,18 +99,23 @@ public:
     // The operations below take and return CVskStr, so that C strings convert
     // to patterns ("s.Pos("b")") and results chain as CVskStr.
 
+    /// CVskStrBase::Pos with a CVskStr pattern.
     int Pos(const CVskStr& pattern, int start = 0) const { return CVskStrBase::Pos(pattern, start); }
+    /// CVskStrBase::Strnicmp with a CVskStr.
     int Strnicmp(int pos, const CVskStr& other, int otherPos, int n) const {
         return CVskStrBase::Strnicmp(pos, other, otherPos, n);
     }
+    /// CVskStrBase::SubStr; returns this string.
     CVskStr& SubStr(int start, int len) {
         CVskStrBase::SubStr(start, len);
         return *this;
     }
+    /// CVskStrBase::Replace; returns this string.
     CVskStr& Replace(int first, int last, const CVskStr& with) {
         CVskStrBase::Replace(first, last, with);
         return *this;
     }
+    /// CVskStrBase::ReplaceAll; returns this string.
     CVskStr& ReplaceAll(const CVskStr& pattern, const CVskStr& with) {
         CVskStrBase::ReplaceAll(pattern, with);
         return *this;

@@ -24,6 +24,7 @@ VSK_DECLARE_UNIT(Vskstrbase)
 template <typename T>
 class CVskStrBase {
 public:
+    /// The reference-counted buffer type.
     using Buffer = CVskStrRefCntTC<T>;
 
     /// The empty string; shares the one empty buffer of all strings of T.
@@ -95,6 +96,7 @@ protected:
 
     /// The text for writing: private first.
     std::basic_string<T>& MutableText();
+    /// The whole buffer, embedded NULs included.
     const std::basic_string<T>& Text() const { return m_buffer->Text(); }
     /// Erases from the first NUL unit to the end.
     void CutAtNul();

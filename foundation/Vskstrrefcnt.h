@@ -34,7 +34,9 @@ public:
     /// Gives the block back to the pool (or the heap, for a larger size).
     static void operator delete(void* p, std::size_t size) noexcept;
 
+    /// The text, for changing it.
     std::basic_string<T>& Text() { return m_text; }
+    /// The text.
     const std::basic_string<T>& Text() const { return m_text; }
 
 private:

@@ -24,6 +24,7 @@ class VSK_API CVskStrW : public CVskStrBase<wchar_t> {
 public:
     /// The empty string; shares the one empty wide buffer.
     CVskStrW() = default;
+    /// Shares `other`'s buffer (one reference more).
     CVskStrW(const CVskStrW& other) = default;
     /// The text of `s` up to its first NUL, converted from the OEM code page.
     /// Errors: std::runtime_error "CVskStrW::CVskStrW()" when the conversion fails.
@@ -36,6 +37,7 @@ public:
     CVskStrW(const wchar_t* s, int length);
     ~CVskStrW() override;
 
+    /// Shares `other`'s buffer, giving up the one held.
     CVskStrW& operator=(const CVskStrW& other) = default;
 
     /// Replaces the text with the output of `format` and its arguments (the
@@ -52,18 +54,23 @@ public:
     // The operations below take and return CVskStrW, so that wide C strings
     // convert to patterns and results chain as CVskStrW.
 
+    /// CVskStrBase::Pos with a CVskStrW pattern.
     int Pos(const CVskStrW& pattern, int start = 0) const { return CVskStrBase::Pos(pattern, start); }
+    /// CVskStrBase::Strnicmp with a CVskStrW.
     int Strnicmp(int pos, const CVskStrW& other, int otherPos, int n) const {
         return CVskStrBase::Strnicmp(pos, other, otherPos, n);
     }
+    /// CVskStrBase::SubStr; returns this string.
     CVskStrW& SubStr(int start, int len) {
         CVskStrBase::SubStr(start, len);
         return *this;
     }
+    /// CVskStrBase::Replace; returns this string.
     CVskStrW& Replace(int first, int last, const CVskStrW& with) {
         CVskStrBase::Replace(first, last, with);
         return *this;
     }
+    /// CVskStrBase::ReplaceAll; returns this string.
     CVskStrW& ReplaceAll(const CVskStrW& pattern, const CVskStrW& with) {
         CVskStrBase::ReplaceAll(pattern, with);
         return *this;
@@ -71,6 +78,7 @@ public:
 
     /// Same length and same units (NUL units count).
     bool operator==(const CVskStrW& other) const { return Text() == other.Text(); }
+    /// The texts differ.
     bool operator!=(const CVskStrW& other) const { return !(*this == other); }
 };
 

@@ -66,8 +66,14 @@ public:
     void InputChangeHandler();
     /// Frees every held candidate list, clears the flags and the length.
     void ImeUIClearData();
+    /// A composition starts: empties the composition data, sets the
+    /// composing flag and calls OnCompStrChange.
     void ImeUIStartComposition();
+    /// A composition changed: posts a result string (GCS_RESULTSTR) and takes
+    /// the composition string with its attributes, then calls OnCompStrChange.
     void ImeUIComposition(unsigned int wParam, long lParam);
+    /// The composition ended: empties the composition data, clears the flag
+    /// and calls OnCompStrEnd.
     void ImeUIEndComposition();
     /// Posts the result string as one WM_CHAR per byte.
     void GetResultStr();
@@ -115,12 +121,19 @@ public:
     enum : int { kCandidateSlots = 32 };
 
 protected:
+    /// The IME property of the keyboard layout (IGP_PROPERTY).
     DWORD m_imeProperty;
+    /// The candidate lists, one slot per list index.
     HGLOBAL m_candidateLists[kCandidateSlots];
+    /// The keyboard layout seen last.
     HKL m_keyboardLayout;
+    /// The state flags (kComposing, kCandidatesOpen).
     DWORD m_state;
+    /// The length of the composition string in bytes.
     unsigned int m_compLength;
+    /// The composition string.
     vskstr::CVskStr m_compStr;
+    /// The attribute of each byte of the composition string.
     CVskMem m_compAttr;
 
 private:

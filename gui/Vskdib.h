@@ -105,7 +105,9 @@ public:
 
     /// The first byte of the pixel memory; nullptr when there is no bitmap.
     unsigned char* GetBits() const { return m_bits; }
+    /// The width in pixels.
     int GetWidth() const { return m_width; }
+    /// The height in pixels.
     int GetHeight() const { return m_height; }
     /// Bytes per row, a multiple of 4.
     int GetStride() const { return m_stride; }

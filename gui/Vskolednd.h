@@ -79,17 +79,38 @@ public:
     /// `data`'s QueryGetData for `format` as an HGLOBAL of the content aspect.
     static long QueryGetData(IDataObject* data, unsigned int format);
 
-    // IUnknown
+    /// @name IUnknown
+    /// QueryInterface gives this object for IUnknown and for the interface
+    /// the class implements (E_NOINTERFACE for any other, E_POINTER for a
+    /// null result pointer); AddRef and Release count references, and the
+    /// Release that brings the count to 0 deletes the object. Not locked.
+    ///@{
+    /// This object for IUnknown and the class's interface; E_NOINTERFACE
+    /// otherwise, E_POINTER for a null `out`.
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    /// One reference more; returns the new count.
     ULONG STDMETHODCALLTYPE AddRef() override;
+    /// One reference less; deletes the object at 0. Returns the new count.
     ULONG STDMETHODCALLTYPE Release() override;
-    // IDropTarget: each forwards its event and returns S_OK.
+    ///@}
+    /// @name IDropTarget
+    /// Each forwards its event (enter, over, leave, drop) to the notify
+    /// window through SendMessageA and returns S_OK; a drag-and-drop hook's
+    /// exception is kept for the library's own frame, never thrown through
+    /// the system.
+    ///@{
+    /// Forwards the enter event to the notify window; S_OK.
     HRESULT STDMETHODCALLTYPE DragEnter(IDataObject* data, DWORD keyState, POINTL point, DWORD* effect) override;
+    /// Forwards the over event to the notify window; S_OK.
     HRESULT STDMETHODCALLTYPE DragOver(DWORD keyState, POINTL point, DWORD* effect) override;
+    /// Forwards the leave event to the notify window; S_OK.
     HRESULT STDMETHODCALLTYPE DragLeave() override;
+    /// Forwards the drop event to the notify window; S_OK.
     HRESULT STDMETHODCALLTYPE Drop(IDataObject* data, DWORD keyState, POINTL point, DWORD* effect) override;
+    ///@}
 
 protected:
+    /// One reference, owned by the creator (see Regist).
     CVskDropTarget(HWND notifyWindow, unsigned int message, const std::vector<unsigned int>& formats);
     virtual ~CVskDropTarget();
 
@@ -124,22 +145,48 @@ public:
     /// FORMATETC per format of `formats`; nullptr when it cannot be made.
     static IDataObject* CreateInstance(void* window, unsigned int message, const std::vector<unsigned int>& formats);
 
-    // IUnknown
+    /// @name IUnknown
+    /// QueryInterface gives this object for IUnknown and for the interface
+    /// the class implements (E_NOINTERFACE for any other, E_POINTER for a
+    /// null result pointer); AddRef and Release count references, and the
+    /// Release that brings the count to 0 deletes the object. Not locked.
+    ///@{
+    /// This object for IUnknown and the class's interface; E_NOINTERFACE
+    /// otherwise, E_POINTER for a null `out`.
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    /// One reference more; returns the new count.
     ULONG STDMETHODCALLTYPE AddRef() override;
+    /// One reference less; deletes the object at 0. Returns the new count.
     ULONG STDMETHODCALLTYPE Release() override;
-    // IDataObject
+    ///@}
+    /// @name IDataObject
+    /// The results the class description lists: the data of an offered
+    /// HGLOBAL format on request (from the source window), an enumerator
+    /// over the offered formats, and the fixed refusals of the rest.
+    ///@{
+    /// The data of an offered HGLOBAL format, asked of the source window.
     HRESULT STDMETHODCALLTYPE GetData(FORMATETC* request, STGMEDIUM* medium) override;
+    /// E_NOTIMPL.
     HRESULT STDMETHODCALLTYPE GetDataHere(FORMATETC* request, STGMEDIUM* medium) override;
+    /// S_OK for an offered HGLOBAL format, DV_E_FORMATETC otherwise.
     HRESULT STDMETHODCALLTYPE QueryGetData(FORMATETC* request) override;
+    /// E_NOTIMPL.
     HRESULT STDMETHODCALLTYPE GetCanonicalFormatEtc(FORMATETC* in, FORMATETC* out) override;
+    /// E_NOTIMPL.
     HRESULT STDMETHODCALLTYPE SetData(FORMATETC* format, STGMEDIUM* medium, BOOL release) override;
+    /// An enumerator over the offered formats (E_INVALIDARG for a null
+    /// `out`).
     HRESULT STDMETHODCALLTYPE EnumFormatEtc(DWORD direction, IEnumFORMATETC** out) override;
+    /// OLE_E_ADVISENOTSUPPORTED.
     HRESULT STDMETHODCALLTYPE DAdvise(FORMATETC* format, DWORD flags, IAdviseSink* sink, DWORD* connection) override;
+    /// OLE_E_NOCONNECTION.
     HRESULT STDMETHODCALLTYPE DUnadvise(DWORD connection) override;
+    /// OLE_E_ADVISENOTSUPPORTED.
     HRESULT STDMETHODCALLTYPE EnumDAdvise(IEnumSTATDATA** out) override;
+    ///@}
 
 protected:
+    /// One reference, owned by the creator (see CreateInstance).
     CVskDataObject(HWND window, unsigned int message, const std::vector<unsigned int>& formats);
     virtual ~CVskDataObject();
 
@@ -165,19 +212,39 @@ public:
     /// start, holding `owner` (may be nullptr); nullptr when it cannot be made.
     static IEnumFORMATETC* CreateInstance(IDataObject* owner, std::vector<FORMATETC>* formats);
 
-    // IUnknown
+    /// @name IUnknown
+    /// QueryInterface gives this object for IUnknown and for the interface
+    /// the class implements (E_NOINTERFACE for any other, E_POINTER for a
+    /// null result pointer); AddRef and Release count references, and the
+    /// Release that brings the count to 0 deletes the object. Not locked.
+    ///@{
+    /// This object for IUnknown and the class's interface; E_NOINTERFACE
+    /// otherwise, E_POINTER for a null `out`.
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    /// One reference more; returns the new count.
     ULONG STDMETHODCALLTYPE AddRef() override;
+    /// One reference less; deletes the object at 0. Returns the new count.
     ULONG STDMETHODCALLTYPE Release() override;
-    // IEnumFORMATETC: S_OK when all asked for were given or skipped, S_FALSE
-    // when the list ended first; E_INVALIDARG for null pointers (and for a
-    // null count pointer with a count other than 1).
+    ///@}
+    /// @name IEnumFORMATETC
+    /// S_OK when all asked for were given or skipped, S_FALSE when the list
+    /// ended first; E_INVALIDARG for null pointers (and for a null count
+    /// pointer with a count other than 1). Reset goes back to the start;
+    /// Clone gives a new enumerator (one reference) at the same position,
+    /// holding the same data object.
+    ///@{
+    /// Copies up to `count` formats from the position on.
     HRESULT STDMETHODCALLTYPE Next(ULONG count, FORMATETC* out, ULONG* fetched) override;
+    /// Moves the position on by `count`.
     HRESULT STDMETHODCALLTYPE Skip(ULONG count) override;
+    /// Goes back to the first format.
     HRESULT STDMETHODCALLTYPE Reset() override;
+    /// A new enumerator at the same position, holding the same data object.
     HRESULT STDMETHODCALLTYPE Clone(IEnumFORMATETC** out) override;
+    ///@}
 
 protected:
+    /// One reference, owned by the creator; holds a reference on `owner`.
     CVskEnumFORMATETC(IDataObject* owner, const std::vector<FORMATETC>& formats, std::size_t position);
     virtual ~CVskEnumFORMATETC();
 
@@ -215,15 +282,35 @@ public:
     /// or 0: the drag goes on while the key state stays as at the start).
     static IDropSource* CreateInstance(unsigned long startKeyState, unsigned long dragButton);
 
-    // IUnknown
+    /// @name IUnknown
+    /// QueryInterface gives this object for IUnknown and for the interface
+    /// the class implements (E_NOINTERFACE for any other, E_POINTER for a
+    /// null result pointer); AddRef and Release count references, and the
+    /// Release that brings the count to 0 deletes the object. Not locked.
+    ///@{
+    /// This object for IUnknown and the class's interface; E_NOINTERFACE
+    /// otherwise, E_POINTER for a null `out`.
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    /// One reference more; returns the new count.
     ULONG STDMETHODCALLTYPE AddRef() override;
+    /// One reference less; deletes the object at 0. Returns the new count.
     ULONG STDMETHODCALLTYPE Release() override;
-    // IDropSource
+    ///@}
+    /// @name IDropSource
+    /// QueryContinueDrag cancels on escape (or once a hook has thrown),
+    /// drops when the dragging button is released (with no dragging button:
+    /// when the key state differs from the one at the start) and otherwise
+    /// goes on; GiveFeedback leaves the cursors to the system
+    /// (DRAGDROP_S_USEDEFAULTCURSORS).
+    ///@{
+    /// Cancel, drop or go on, as the group above says.
     HRESULT STDMETHODCALLTYPE QueryContinueDrag(BOOL escapePressed, DWORD keyState) override;
+    /// DRAGDROP_S_USEDEFAULTCURSORS.
     HRESULT STDMETHODCALLTYPE GiveFeedback(DWORD effect) override;
+    ///@}
 
 protected:
+    /// One reference, owned by the creator (see CreateInstance).
     CVskDropSource(unsigned long startKeyState, unsigned long dragButton);
     virtual ~CVskDropSource();
 
@@ -264,13 +351,24 @@ public:
     /// returns.
     void DoEvent(void* window, unsigned int event, long record);
 
+    /// A drag entered `window`; `record` is the target's event record. Does
+    /// nothing unless overridden.
     virtual void OnDragEnter(void* window, _IDROPTARGET_NOTIFY* record);
+    /// The drag moved over `window`: the window under the cursor and the
+    /// format remembered at enter come with it. Does nothing unless
+    /// overridden.
     virtual void OnDragOver(void* window, _IDROPTARGET_NOTIFY* record, void* windowUnderCursor,
                             unsigned int formatAtEnter);
+    /// The drag left `window`, or dropped something the decoder does not
+    /// take. Does nothing unless overridden.
     virtual void OnDragLeave(void* window, _IDROPTARGET_NOTIFY* record);
     /// The dropped text, ending at the first NUL or at the end of its block.
     virtual void OnDropText(void* window, const char* text);
+    /// The dropped file names, in the list's order. Does nothing unless
+    /// overridden.
     virtual void OnDropHDrop(void* window, const std::vector<vskstr::CVskStr>& files);
+    /// Kept for derived classes: the decoder itself routes other formats to
+    /// OnDragLeave. Does nothing unless overridden.
     virtual void OnDropOther(void* window, _IDROPTARGET_NOTIFY* record);
 
 protected:
@@ -303,8 +401,14 @@ public:
     /// address is `resultAddress`.
     void DoEvent(void* window, unsigned int format, long resultAddress);
 
+    /// Fills `text` with the text to give for CF_TEXT (empty unless
+    /// overridden).
     virtual void OnDropText(void* window, vskstr::CVskStr& text);
+    /// Fills `files` with the file names to give for CF_HDROP (none unless
+    /// overridden).
     virtual void OnDropHDrop(void* window, std::vector<vskstr::CVskStr>& files);
+    /// Kept for derived classes: other formats give nothing. Does nothing
+    /// unless overridden.
     virtual void OnDropOther(void* window, long& data);
 
 private:

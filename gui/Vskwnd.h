@@ -98,6 +98,7 @@ public:
     HWND GetHandle() const { return m_hWnd; }
 
 protected:
+    /// The window, or null before Create and after WM_DESTROY.
     HWND m_hWnd;
     /// Left to derived classes; 0 after construction.
     void* m_hExtra;

@@ -16,7 +16,9 @@ public:
     AnsiString(const char* s);
     /// Copies exactly `length` bytes of `s`, NUL bytes included.
     AnsiString(const char* s, int length);
+    /// A copy of `other`'s text.
     AnsiString(const AnsiString& other);
+    /// Takes a copy of `other`'s text.
     AnsiString& operator=(const AnsiString& other);
     ~AnsiString();
 
@@ -24,10 +26,14 @@ public:
     const char* c_str() const;
     /// The data pointer; nullptr when empty.
     char* data() const { return m_data; }
+    /// The length in bytes.
     int Length() const { return m_length; }
+    /// No bytes.
     bool IsEmpty() const { return m_length == 0; }
 
+    /// The same bytes.
     bool operator==(const AnsiString& other) const;
+    /// Different bytes.
     bool operator!=(const AnsiString& other) const { return !(*this == other); }
 
 private:

@@ -12,10 +12,12 @@ namespace Checklst {
 /// Controls::TWinControl window.
 class HOSTFW_API TCheckListBox : public Stdctrls::TCustomListBox {
 public:
+    /// Creates an owner-drawn list box as a child of `parentWindow`.
     explicit TCheckListBox(HWND parentWindow);
 
     /// Whether item `index` is checked (kept as the item's data).
     bool GetChecked(int index) const;
+    /// Checks or clears the item at `index`.
     void SetChecked(int index, bool checked);
 
 protected:

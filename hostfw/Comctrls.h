@@ -45,7 +45,9 @@ public:
     /// is nullptr), or the control refuses an item.
     void MoveTo(TTreeNode* destination, TNodeAttachMode mode);
 
+    /// The node's text.
     const System::AnsiString& Text() const { return m_text; }
+    /// The tree view's item of the node.
     HTREEITEM ItemId() const { return m_item; }
 
 private:
@@ -80,6 +82,7 @@ private:
 /// The nodes of a tree view.
 class HOSTFW_API TTreeNodes {
 public:
+    /// The nodes of `treeView`.
     explicit TTreeNodes(HWND treeView) : m_treeView(treeView) {}
     ~TTreeNodes();
     TTreeNodes(const TTreeNodes&) = delete;
@@ -94,6 +97,7 @@ public:
     /// The first top-level node, nullptr when the tree is empty.
     TTreeNode* GetFirstNode() const;
 
+    /// The tree view window.
     HWND TreeViewWindow() const { return m_treeView; }
 
 private:
@@ -112,6 +116,7 @@ public:
     explicit TTreeView(HWND parentWindow);
     ~TTreeView() override;
 
+    /// The tree's nodes.
     TTreeNodes* const Items;
 };
 

@@ -51,6 +51,7 @@ private:
     HWND GetHandle() const { return m_window; }
 
 public:
+    /// The control's window (read-only).
     hostfw::TReadProperty<TWinControl, HWND, &TWinControl::GetHandle> Handle{this};
 
 protected:

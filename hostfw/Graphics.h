@@ -14,7 +14,9 @@ using TColor = unsigned long;
 /// The pen a canvas draws lines with: solid, `Width` pixels, `Color`.
 /// Changes take effect at the canvas's next drawing call.
 struct TPen {
+    /// The pen colour.
     TColor Color = 0;
+    /// The pen width in pixels.
     int Width = 1;
 };
 
@@ -39,6 +41,7 @@ public:
     /// Errors: as MoveTo.
     void LineTo(int x, int y);
 
+    /// The pen that lines are drawn with.
     TPen* const Pen;
 
 private:

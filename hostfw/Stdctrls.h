@@ -16,6 +16,7 @@ class TCustomListBox;
 /// Lifetime: owned by its list box.
 class HOSTFW_API TListBoxStrings {
 public:
+    /// The items of `listBox`.
     explicit TListBoxStrings(HWND listBox) : m_listBox(listBox) {}
     TListBoxStrings(const TListBoxStrings&) = delete;
     TListBoxStrings& operator=(const TListBoxStrings&) = delete;
@@ -46,6 +47,7 @@ private:
 /// the window's font selected and released with the canvas.
 class HOSTFW_API TControlCanvas : public Graphics::TCanvas {
 public:
+    /// A canvas on `window`.
     explicit TControlCanvas(HWND window) : m_window(window) {}
     ~TControlCanvas() override;
 
@@ -69,7 +71,9 @@ public:
     explicit TCustomListBox(HWND parentWindow);
     ~TCustomListBox() override;
 
+    /// The list box's items.
     TListBoxStrings* const Items;
+    /// The list box's canvas.
     Graphics::TCanvas* const Canvas;
 
 protected:

@@ -11,11 +11,15 @@ namespace Sysutils {
 class HOSTFW_API Exception {
 public:
     Exception() = default;
+    /// An exception with `message`.
     explicit Exception(const System::AnsiString& message) : Message(message) {}
+    /// A copy of `other`.
     Exception(const Exception& other) = default;
+    /// Takes `other`'s message.
     Exception& operator=(const Exception& other) = default;
     virtual ~Exception();
 
+    /// The message.
     System::AnsiString Message;
 };
 

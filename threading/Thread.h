@@ -62,16 +62,16 @@ public:
     /// True while a thread exists and has not ended.
     bool IsAlive() const;
 
-    /// ::GetExitCodeThread on the handle; true when that call succeeds.
+    /// The system's GetExitCodeThread on the handle; true when that call succeeds.
     bool GetExitCodeThread(unsigned long* code) const;
-    /// ::SuspendThread on the handle, result passed through (the handle is
+    /// The system's SuspendThread on the handle, result passed through (the handle is
     /// not checked: without a thread Win32 fails the call).
     DWORD SuspendThread();
-    /// ::ResumeThread on the handle, result passed through.
+    /// The system's ResumeThread on the handle, result passed through.
     DWORD ResumeThread();
-    /// ::SetThreadPriority on the handle, result passed through.
+    /// The system's SetThreadPriority on the handle, result passed through.
     BOOL SetThreadPriority(int priority);
-    /// ::GetThreadPriority on the handle, result passed through.
+    /// The system's GetThreadPriority on the handle, result passed through.
     int GetThreadPriority() const;
 
     /// The thread procedure given to _beginthreadex: deletes the pool's
@@ -96,12 +96,12 @@ protected:
     /// ignored. The default returns 0.
     virtual int OnThreadTerminated();
 
-    HANDLE m_hThread;            // null while no thread exists
-    unsigned int m_threadId;     // 0 while no thread exists
-    unsigned long m_stackSize;   // asked for at Create (0 = default)
-    CRITICAL_SECTION m_lock;     // serialises Create and Cleanup
-    HANDLE m_hCreatorThread;     // pseudo-handle of the creating thread, kept only
-    bool m_autoDelete;           // the pool deletes the object after its thread
+    HANDLE m_hThread;            ///< The thread; null while no thread exists.
+    unsigned int m_threadId;     ///< The thread's id; 0 while no thread exists.
+    unsigned long m_stackSize;   ///< Asked for at Create (0 = the default).
+    CRITICAL_SECTION m_lock;     ///< Serialises Create and Cleanup.
+    HANDLE m_hCreatorThread;     ///< Pseudo-handle of the creating thread; only kept.
+    bool m_autoDelete;           ///< The pool deletes the object after its thread.
 
 private:
     void RunHooks();

@@ -37,7 +37,10 @@ def main(raw_path, platform, table_path, data_path):
                     "measured in one run of each benchmark.\n\n")
         table.write("| benchmark | result | value | goal | met |\n|---|---|---|---|---|\n")
         for bench, name, value, goal, verdict in rows:
-            table.write("| %s | %s | %.3f | %s | %s |\n" % (bench, name.replace("|", "/"), value, goal,
+            # A backslash is doubled: both the Markdown viewers and the API
+            # reference's page builder show a doubled one as one.
+            shown = name.replace("|", "/").replace("\\", "\\\\")
+            table.write("| %s | %s | %.3f | %s | %s |\n" % (bench, shown, value, goal,
                                                            "yes" if verdict == "met" else "**no**"))
         met = sum(1 for row in rows if row[4] == "met")
         table.write("\n%d of %d goals met.\n" % (met, len(rows)))

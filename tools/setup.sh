@@ -20,8 +20,9 @@ keep_logs() { KEEP_LOGS=1; }
 
 # wine64 brings a native 64-bit wineserver, which 32-bit programs use as
 # well; it matters most when 32-bit code runs emulated (see ensure_i386_exec).
+# doxygen builds the API reference, which the test run checks for warnings.
 PACKAGES=(wine wine32:i386 wine64 g++-mingw-w64-i686-posix xvfb xauth cmake make
-          googletest locales dpkg-dev python3)
+          googletest locales dpkg-dev python3 doxygen)
 
 have_package() {
     dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q '^install ok installed$'
