@@ -2,6 +2,7 @@
 // run. Speed ratio = baseline time / library time (above 1: library faster).
 #include "bench/BenchSupport.h"
 #include "foundation/Vskstr.h"
+#include "foundation/internal/VskstrrefcntHooks.h"
 
 #include <malloc.h>
 

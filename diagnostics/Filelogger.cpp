@@ -4,6 +4,7 @@
 #include "platform/Replaceable.h"
 #include "platform/ScopedHandle.h"
 #include "platform/Stdio.h"
+#include "diagnostics/internal/FileloggerHooks.h"
 
 #include <atomic>
 #include <cerrno>

@@ -110,12 +110,6 @@ struct CLogHold {
 };
 VSK_API CLogHold CurrentLogHold();
 
-/// The standard-handle lookup FileLogger_AllocConsole calls, with the
-/// signature of GetStdHandle. Tests replace it to give an invalid handle,
-/// which a new console never gives on this platform; nullptr restores the
-/// system's. Returns the previous one. Thread safety: none.
-using GetStdHandleFn = void*(__stdcall*)(unsigned long which);
-VSK_API GetStdHandleFn SetGetStdHandleFunction(GetStdHandleFn function);
 /// Leaves the log's lock and ends the lines that the calling thread took
 /// beyond `hold`. Never throws.
 VSK_API void ReturnLogTo(const CLogHold& hold);

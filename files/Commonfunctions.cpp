@@ -7,6 +7,7 @@
 #include "platform/Mbcs.h"
 #include "platform/Replaceable.h"
 #include "platform/Win32.h"
+#include "files/internal/CommonfunctionsHooks.h"
 
 #include <cstdint>
 #include <cstring>

@@ -139,12 +139,6 @@ VSK_API bool SplitRootPath(vskstr::CVskStr path, vskstr::CVskStr& root, vskstr::
 VSK_API const vskstr::CVskStr* PathSeparatorConstant();
 VSK_API const vskstr::CVskStr* ExtensionMarkConstant();
 
-/// The call GetAppPath makes, with the shape of GetModuleFileNameA. Tests
-/// replace it to make the call fail or fill the whole buffer; nullptr
-/// restores the system's. Returns the previous one. Thread safety: none.
-using ModuleFileNameFn = unsigned long(__stdcall*)(void* module, char* buffer, unsigned long size);
-VSK_API ModuleFileNameFn SetModuleFileNameFunction(ModuleFileNameFn function);
-
 } // namespace vsk::detail
 
 // ---------------------------------------------------------------------------

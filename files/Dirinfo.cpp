@@ -4,6 +4,7 @@
 #include "platform/LastError.h"
 #include "platform/Replaceable.h"
 #include "platform/ScopedHandle.h"
+#include "files/internal/DirinfoHooks.h"
 
 #include <new>
 

@@ -4,6 +4,7 @@
 #include "platform/LastError.h"
 #include "platform/Replaceable.h"
 #include "platform/Win32.h"
+#include "files/internal/VskpipeHooks.h"
 
 #include <stdexcept>
 

@@ -4,6 +4,7 @@
 
 #include "platform/LastError.h"
 #include "platform/Win32.h"
+#include "foundation/internal/VoskellibHooks.h"
 
 namespace {
 vsk::package::UnitObserver g_observer = nullptr;

@@ -16,23 +16,6 @@ VSK_API void Initialize();
 /// first `Initialize`, runs the units' exit routines.
 VSK_API void Finalize();
 
-/// Called whenever a unit's counter makes a unit start (first `Initialize`) or
-/// stop (last `Finalize`), with the unit's name and whether it is starting.
-using UnitObserver = void (*)(const char* unit, bool starting);
-
-/// Installs `observer` (nullptr removes it) and returns the previous one.
-/// Thread safety: none; install it on the thread that drives the units.
-VSK_API UnitObserver SetUnitObserver(UnitObserver observer);
-
-/// Called right before a unit's start-up routine (`startUp` true) or exit
-/// routine (`startUp` false) runs, with the unit's name. Units that only count
-/// have no routines and are never reported here.
-using UnitRoutineObserver = void (*)(const char* unit, bool startUp);
-
-/// Installs `observer` (nullptr removes it) and returns the previous one.
-/// Thread safety: none; install it on the thread that drives the units.
-VSK_API UnitRoutineObserver SetUnitRoutineObserver(UnitRoutineObserver observer);
-
 } // namespace vsk::package
 
 #include "foundation/Cloneable.h"

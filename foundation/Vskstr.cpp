@@ -4,6 +4,8 @@
 #include "files/VskFile.h"
 #include "foundation/Vskstrw.h"
 #include "platform/LastError.h"
+#include "foundation/internal/VskstrHooks.h"
+#include "foundation/internal/VskstrwHooks.h"
 
 #include <algorithm>
 #include <climits>

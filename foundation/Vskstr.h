@@ -156,12 +156,6 @@ VSK_API bool operator!=(const char* left, const CVskStr& right);
 
 namespace vsk::detail {
 
-/// Called with the count of every `_vsnprintf` pass of CVskStr::Format (and
-/// nullptr removes it); returns the previous observer. For tests of the
-/// growth rule. Thread safety: none.
-using FormatPassObserver = void (*)(int count);
-VSK_API FormatPassObserver SetFormatPassObserver(FormatPassObserver observer);
-
 /// The next buffer size of the Format loop for a working text of `length`
 /// units: at least 128 doubled, plus one (257, 517, 1037, ...).
 /// Errors: std::runtime_error `overflowMessage` when `length` + 1 is

@@ -2,6 +2,7 @@
 #include "foundation/Vskstrrefcnt.h"
 
 #include "platform/FixedBlockPool.h"
+#include "foundation/internal/VskstrrefcntHooks.h"
 
 #include <new>
 #include <stdexcept>

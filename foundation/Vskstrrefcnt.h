@@ -46,11 +46,3 @@ private:
 extern template class VSK_API CVskStrRefCntTC<char>;
 extern template class VSK_API CVskStrRefCntTC<wchar_t>;
 
-namespace vsk::detail {
-
-/// Bytes of string buffers handed out by the library's pool and not yet
-/// freed, and the bytes the pool holds in all (for tests and benchmarks).
-VSK_API std::size_t StringBufferPoolBytesInUse();
-VSK_API std::size_t StringBufferPoolBytesReserved();
-
-} // namespace vsk::detail

@@ -2,6 +2,8 @@
 #include "foundation/Vskstrw.h"
 
 #include "platform/Win32.h"
+#include "foundation/internal/VskstrHooks.h"
+#include "foundation/internal/VskstrwHooks.h"
 
 #include <algorithm>
 #include <cstdarg>

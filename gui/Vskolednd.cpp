@@ -3,6 +3,7 @@
 
 #include "platform/DropFiles.h"
 #include "platform/Replaceable.h"
+#include "gui/internal/VskoledndHooks.h"
 
 #include <shellapi.h>
 #include <shlobj.h>

@@ -428,24 +428,9 @@ VSK_API void RethrowDragDropHookError();
 
 namespace vsk::detail {
 
-/// Counts of the library's drag-and-drop COM objects made and destroyed in
-/// this process, for tests of their reference counting.
-struct DragDropObjectCounts {
-    long targets, targetsDestroyed;
-    long dataObjects, dataObjectsDestroyed;
-    long enumerators, enumeratorsDestroyed;
-    long sources, sourcesDestroyed;
-};
-VSK_API DragDropObjectCounts GetDragDropObjectCounts();
-
 /// Builds the DROPFILES block of `files` (wide names when `wide`) in new
 /// moveable, zero-initialised global memory; nullptr when it cannot be
 /// allocated.
 VSK_API HGLOBAL MakeDropFiles(const std::vector<vskstr::CVskStr>& files, bool wide);
-
-/// The GlobalAlloc the data providers call; tests replace it to make an
-/// allocation fail (nullptr restores the system's). Returns the previous one.
-using GlobalAllocFn = HGLOBAL(__stdcall*)(UINT flags, SIZE_T bytes);
-VSK_API GlobalAllocFn SetDragDropGlobalAlloc(GlobalAllocFn fn);
 
 } // namespace vsk::detail

@@ -33,13 +33,15 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+"([a-z0-9_]+)/([^"]+)"', re.MULTILINE)
 
 
 def units(root):
+    # A folder's units and its internal headers (the tests' hooks).
     for folder in ALLOWED:
-        path = os.path.join(root, folder)
-        if not os.path.isdir(path):
-            continue
-        for name in sorted(os.listdir(path)):
-            if name.endswith((".h", ".cpp")):
-                yield folder + "/" + name
+        for sub in ("", "/internal"):
+            path = os.path.join(root, folder + sub)
+            if not os.path.isdir(path):
+                continue
+            for name in sorted(os.listdir(path)):
+                if name.endswith((".h", ".cpp")):
+                    yield folder + sub + "/" + name
 
 
 def includes(root, unit):

@@ -22,6 +22,11 @@ for dll in voskellib.dll hostfw.dll libgcc_s_dw2-1.dll libstdc++-6.dll libwinpth
 done
 
 # Wine's DLL search path in Windows notation: the staged bin/ only.
+if [ -n "$(find "$stage/include" -path '*/internal/*' -print -quit)" ]; then
+    echo "test-install: the installed headers hold the tests' internal hooks" >&2
+    exit 1
+fi
+
 wine_bin="Z:$(printf '%s' "$stage/bin" | tr '/' '\\')"
 
 for config in Debug Release; do

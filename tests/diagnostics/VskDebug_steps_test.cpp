@@ -3,6 +3,7 @@
 // frame.
 #include "diagnostics/VskDebug.h"
 #include "foundation/Vskstr.h"
+#include "foundation/internal/VskstrHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -4,6 +4,7 @@
 #include "files/Commonfunctions.h"
 
 #include "platform/Win32.h"
+#include "files/internal/CommonfunctionsHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -4,6 +4,7 @@
 
 #include "platform/Win32.h"
 #include "tests/support/TestSupport.h"
+#include "files/internal/DirinfoHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -5,6 +5,7 @@
 
 #include "platform/Win32.h"
 #include "tests/support/TestSupport.h"
+#include "files/internal/VskpipeHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -3,6 +3,7 @@
 #include "foundation/Voskellib.h"
 
 #include "platform/Win32.h"
+#include "foundation/internal/VoskellibHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,6 @@
 // Vskstr_format_test.cpp - Format, the number constructor and the operators.
 #include "foundation/Vskstr.h"
+#include "foundation/internal/VskstrHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -5,6 +5,7 @@
 #include "foundation/Vskstrw.h"
 #include "platform/Win32.h"
 #include "tests/support/TestSupport.h"
+#include "foundation/internal/VskstrrefcntHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -4,6 +4,8 @@
 
 #include "platform/Win32.h"
 #include "tests/threading/ImportSlots.h"
+#include "foundation/internal/VskstrHooks.h"
+#include "foundation/internal/VskstrwHooks.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 // DragDropTestSupport.cpp - plain Win32 windows, OLE set-up and counters shared by the
 // drag-and-drop tests.
 #include "tests/gui/DragDropTestSupport.h"
+#include "gui/internal/VskoledndHooks.h"
 
 #include <cstring>
 

@@ -20,6 +20,7 @@
 // (whether a console is still attached) and "moved=<0|1>".
 #include "diagnostics/Filelogger.h"
 #include "platform/Win32.h"
+#include "diagnostics/internal/FileloggerHooks.h"
 
 #include <cstdio>
 #include <string>
