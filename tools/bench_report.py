@@ -12,7 +12,9 @@ def score(value, goal):
     within = re.match(r"\s*within\s*([0-9.]+)x", goal)
     if within:  # the library may take up to N times the baseline's time
         return value * float(within.group(1))
-    match = re.match(r"\s*(>=|<=|<|>)\s*([0-9.]+)", goal)
+    # The bound may stand inside a longer goal text: "cost at most 1.2x
+    # (ratio >= 0.83)".
+    match = re.search(r"(>=|<=|<|>)\s*([0-9.]+)", goal)
     if not match:
         return 0.0
     bound = float(match.group(2))
