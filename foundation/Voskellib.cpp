@@ -5,6 +5,7 @@
 #include "platform/LastError.h"
 #include "platform/Win32.h"
 #include "foundation/internal/VoskellibHooks.h"
+#include "foundation/internal/VskstrrefcntThreadExit.h"
 
 namespace {
 vsk::package::UnitObserver g_observer = nullptr;
@@ -157,6 +158,10 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
         break;
     case DLL_PROCESS_DETACH:
         vsk::package::Finalize();
+        break;
+    case DLL_THREAD_DETACH:
+        // A thread's cached string blocks go back for the others to use.
+        vsk::detail::ReleaseStringBufferCache();
         break;
     default:
         break;

@@ -3,6 +3,7 @@
 
 #include "platform/FixedBlockPool.h"
 #include "foundation/internal/VskstrrefcntHooks.h"
+#include "foundation/internal/VskstrrefcntThreadExit.h"
 
 #include <new>
 #include <stdexcept>
@@ -26,6 +27,7 @@ namespace vsk::detail {
 
 std::size_t StringBufferPoolBytesInUse() { return g_bufferPool.BytesInUse(); }
 std::size_t StringBufferPoolBytesReserved() { return g_bufferPool.BytesReserved(); }
+void ReleaseStringBufferCache() noexcept { g_bufferPool.ReleaseThreadCache(); }
 
 } // namespace vsk::detail
 

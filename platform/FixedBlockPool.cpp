@@ -1,8 +1,13 @@
 // FixedBlockPool.cpp - the strings' pool of equal-sized blocks.
 #include "platform/FixedBlockPool.h"
 
+#include "platform/LastError.h"
 #include "platform/Win32.h"
 
+#include <winternl.h>
+
+#include <cstddef>
+#include <initializer_list>
 #include <new>
 
 namespace vsk::detail {
@@ -13,6 +18,10 @@ constexpr std::size_t kChunkBytes = 64 * 1024;
 // Spins before a waiter for the lock gives up its time slice: the holder is
 // usually done within a few dozen cycles, but it may have been preempted.
 constexpr int kSpinsBeforeYield = 64;
+constexpr unsigned long kNoSlot = ~0UL;
+
+// The inline slot read relies on the documented place of the slots.
+static_assert(offsetof(TEB, TlsSlots) == 0xE10, "thread-local slots of a 32-bit environment block");
 
 } // namespace
 
@@ -29,48 +38,176 @@ void CFixedBlockPool::Lock() const noexcept {
 
 void CFixedBlockPool::Unlock() const noexcept { m_locked.store(false, std::memory_order_release); }
 
+void CFixedBlockPool::PushBatch(Stack stack) noexcept {
+    auto* head = static_cast<BatchHead*>(stack.head);
+    head->nextBatch = m_batches;
+    head->count = stack.count;
+    m_batches = head;
+    m_blocksOut -= stack.count;
+}
+
+CFixedBlockPool::Stack CFixedBlockPool::PopBatch() noexcept {
+    if (!m_batches && !AddChunk())
+        return Stack{nullptr, 0};
+    BatchHead* head = m_batches;
+    m_batches = head->nextBatch;
+    m_blocksOut += head->count;
+    return Stack{head, head->count};
+}
+
 bool CFixedBlockPool::AddChunk() noexcept {
     // The process heap, not the C runtime's: the chunks are never given
     // back, and nothing must free them when the runtime unloads.
     auto* chunk = static_cast<char*>(HeapAlloc(GetProcessHeap(), 0, kChunkBytes));
     if (!chunk)
         return false;
-    for (std::size_t i = kChunkBytes / m_blockSize; i-- > 0;) {
-        auto* block = reinterpret_cast<FreeBlock*>(chunk + i * m_blockSize);
-        block->next = m_free;
-        m_free = block;
+    const std::size_t blocks = kChunkBytes / m_blockSize;
+    for (std::size_t first = 0; first < blocks; first += kBatchBlocks) {
+        const std::size_t end = first + kBatchBlocks < blocks ? first + kBatchBlocks : blocks;
+        Stack batch{nullptr, 0};
+        for (std::size_t i = end; i-- > first;)
+            batch.Push(chunk + i * m_blockSize);
+        // Counted out by nobody yet: PushBatch takes the count off again.
+        m_blocksOut += batch.count;
+        PushBatch(batch);
     }
     ++m_chunks;
     return true;
 }
 
-void* CFixedBlockPool::Allocate() {
-    Lock();
-    if (!m_free && !AddChunk()) {
+CFixedBlockPool::ThreadCache* CFixedBlockPool::CurrentCache() noexcept {
+    if (ThreadCache* cache = CachedForThisThread())
+        return cache;
+    return MakeCache();
+}
+
+CFixedBlockPool::ThreadCache* CFixedBlockPool::MakeCache() noexcept {
+    // Neither finding nor making a cache may change what the caller's
+    // caller reads from GetLastError.
+    const CLastErrorKeeper keep;
+    if (m_slotPlusOne.load(std::memory_order_acquire) == 0) {
+        Lock();
+        if (m_slotPlusOne.load(std::memory_order_relaxed) == 0) {
+            const DWORD slot = TlsAlloc();
+            m_slotPlusOne.store(slot == TLS_OUT_OF_INDEXES ? kNoSlot : slot + 1, std::memory_order_release);
+        }
         Unlock();
-        throw std::bad_alloc();
     }
-    FreeBlock* block = m_free;
-    m_free = block->next;
-    ++m_blocksInUse;
+    const unsigned long slotPlusOne = m_slotPlusOne.load(std::memory_order_acquire);
+    if (slotPlusOne == kNoSlot)
+        return nullptr;
+    const DWORD slot = slotPlusOne - 1;
+    if (void* cache = TlsGetValue(slot))
+        return static_cast<ThreadCache*>(cache);
+    auto* cache = static_cast<ThreadCache*>(HeapAlloc(GetProcessHeap(), 0, sizeof(ThreadCache)));
+    if (!cache)
+        return nullptr;
+    new (cache) ThreadCache{{nullptr, 0}, {nullptr, 0}, {0}, nullptr, nullptr};
+    if (!TlsSetValue(slot, cache)) {
+        HeapFree(GetProcessHeap(), 0, cache);
+        return nullptr;
+    }
+    Lock();
+    cache->next = m_caches;
+    if (m_caches)
+        m_caches->previous = cache;
+    m_caches = cache;
     Unlock();
+    return cache;
+}
+
+void* CFixedBlockPool::AllocateSlowly() {
+    ThreadCache* cache = CurrentCache();
+    if (!cache) {
+        // No cache: take the top batch's first block and leave the rest.
+        Lock();
+        Stack batch = PopBatch();
+        if (!batch.head) {
+            Unlock();
+            throw std::bad_alloc();
+        }
+        void* block = batch.Pop();
+        if (batch.head)
+            PushBatch(batch);
+        Unlock();
+        return block;
+    }
+    if (!cache->loaded.head) {
+        if (cache->spare.head) {
+            cache->loaded = cache->spare;
+            cache->spare = Stack{nullptr, 0};
+        } else {
+            Lock();
+            cache->loaded = PopBatch();
+            cache->SetCount(cache->Count() + cache->loaded.count);
+            Unlock();
+            if (!cache->loaded.head)
+                throw std::bad_alloc();
+        }
+    }
+    void* block = cache->loaded.Pop();
+    cache->SetCount(cache->Count() - 1);
     return block;
 }
 
-void CFixedBlockPool::Free(void* p) noexcept {
-    if (!p)
+void CFixedBlockPool::FreeSlowly(void* block) noexcept {
+    if (!block)
         return;
-    auto* block = static_cast<FreeBlock*>(p);
+    ThreadCache* cache = CurrentCache();
+    if (!cache) {
+        Stack single{nullptr, 0};
+        single.Push(block);
+        Lock();
+        PushBatch(single);
+        Unlock();
+        return;
+    }
+    if (cache->loaded.count >= kBatchBlocks) {
+        // The loaded stack is full: it becomes the spare, and a full spare
+        // goes to the shared batches first.
+        if (cache->spare.head) {
+            Lock();
+            PushBatch(cache->spare);
+            cache->SetCount(cache->Count() - cache->spare.count);
+            Unlock();
+        }
+        cache->spare = cache->loaded;
+        cache->loaded = Stack{nullptr, 0};
+    }
+    cache->loaded.Push(block);
+    cache->SetCount(cache->Count() + 1);
+}
+
+void CFixedBlockPool::ReleaseThreadCache() noexcept {
+    const unsigned long slotPlusOne = m_slotPlusOne.load(std::memory_order_acquire);
+    if (slotPlusOne == 0 || slotPlusOne == kNoSlot)
+        return;
+    const CLastErrorKeeper keep;
+    const DWORD slot = slotPlusOne - 1;
+    auto* cache = static_cast<ThreadCache*>(TlsGetValue(slot));
+    if (!cache)
+        return;
+    TlsSetValue(slot, nullptr);
     Lock();
-    block->next = m_free;
-    m_free = block;
-    --m_blocksInUse;
+    for (const Stack& stack : {cache->loaded, cache->spare}) {
+        if (stack.head)
+            PushBatch(stack);
+    }
+    if (cache->previous)
+        cache->previous->next = cache->next;
+    else
+        m_caches = cache->next;
+    if (cache->next)
+        cache->next->previous = cache->previous;
     Unlock();
+    HeapFree(GetProcessHeap(), 0, cache);
 }
 
 std::size_t CFixedBlockPool::BytesInUse() const {
     Lock();
-    const long blocks = m_blocksInUse;
+    long blocks = m_blocksOut;
+    for (const ThreadCache* cache = m_caches; cache; cache = cache->next)
+        blocks -= cache->Count();
     Unlock();
     return static_cast<std::size_t>(blocks) * m_blockSize;
 }
