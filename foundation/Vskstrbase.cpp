@@ -74,12 +74,6 @@ CVskStrBase<T>& CVskStrBase<T>::operator=(const CVskStrBase& other) {
     return *this;
 }
 
-template <typename T>
-CVskStrBase<T>::~CVskStrBase() {
-    m_buffer->Release();
-    m_buffer = nullptr;
-}
-
 // Made on first use and never freed: the library keeps the reference it was
 // made with, so its count never drops to 0 and writers always copy it first.
 template <typename T>

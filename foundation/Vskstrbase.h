@@ -33,7 +33,11 @@ public:
     CVskStrBase(const CVskStrBase& other);
     /// Shares `other`'s buffer (nothing happens when both already share one).
     CVskStrBase& operator=(const CVskStrBase& other);
-    virtual ~CVskStrBase();
+    /// Releases the buffer. Inline: callers destroy strings at a high rate.
+    virtual ~CVskStrBase() {
+        m_buffer->Release();
+        m_buffer = nullptr;
+    }
 
     /// Index of the first occurrence of `pattern` at or after `start`, counted
     /// from the start of the whole string, or -1. An empty pattern gives -1. A
