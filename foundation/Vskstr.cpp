@@ -49,11 +49,20 @@ void SplitInto(Container& out, const vskstr::CVskStr& source, const vskstr::CVsk
         throw std::invalid_argument("SplitString()");
     const int length = source.Length();
     const char* data = source.c_str();
-    // Each piece is cut from a private copy of the source, which keeps only
+    int i = 0;
+    // A separator without NUL bytes: every match lies before the text's
+    // first NUL (the search ends there), and so does the next start, so the
+    // pieces in front of a separator are plain bytes of the text.
+    if (static_cast<int>(std::strlen(separator.c_str())) == separator.Length()) {
+        for (int p; i < length && (p = source.Pos(separator, i)) >= 0; i = p + separator.Length())
+            out.emplace_back(data + i, p - i);
+    }
+    // The rest is cut from a private copy of the source, which keeps only
     // the bytes before its first NUL: a piece that runs past them gets that
     // copy's terminating NUL and NULs after it (see SubStr), up to its length.
-    const int viewLength = static_cast<int>(std::find(data, data + length, '\0') - data);
-    for (int i = 0; i < length;) {
+    // The bytes before `i` hold no NUL.
+    const int viewLength = static_cast<int>(std::find(data + std::min(i, length), data + length, '\0') - data);
+    while (i < length) {
         int p = source.Pos(separator, i);
         if (p < 0)
             p = length;
@@ -134,8 +143,6 @@ CVskStr::CVskStr(const CVskStrW& w) {
     MutableText().resize(n - 1);
 }
 
-CVskStr::~CVskStr() = default;
-
 void CVskStr::LoadFromFile(const char* path) {
     std::string& text = MutableText();
     vskfile::CVskFile file;
@@ -158,6 +165,8 @@ void CVskStr::SaveToFile(const char* path) const {
     if (!file.Write(c_str(), Length()))
         CloseAndThrow(file, kWriteFailedMessage);
 }
+
+CVskStr::~CVskStr() = default;
 
 CVskStr::operator System::AnsiString() const { return System::AnsiString(c_str()); }
 
