@@ -2,8 +2,6 @@
 // documented Windows C runtime behaviour. Internal; not exported.
 #pragma once
 
-#include "platform/MbcsCursor.h"
-
 #include <cstddef>
 
 namespace vsk::detail {
@@ -16,10 +14,6 @@ namespace vsk::detail {
 /// Wine's `_mbsstr` compares bytewise and reports a match that starts on a
 /// trail byte such as 0x5C ('\'); tests/foundation/Mbcs_test.cpp pins this one.
 const char* MbsStr(const char* s, const char* pattern);
-
-/// Whether byte `i` of `s` is the second byte of a double-byte character:
-/// the cursor's answer, for the walks that do not hold a cursor yet.
-inline bool IsTrailByteAt(const char* s, std::size_t i) { return CMbcsCursor().IsTrailAt(s, i); }
 
 /// Compares at most `n` characters of `a` and `b` ignoring case, as the
 /// Windows C runtime's `_mbsnicmp` does (its case rules are the C runtime's
