@@ -2,6 +2,7 @@
 #include "calendar/Vskdatetime.h"
 
 #include "platform/Mbcs.h"
+#include "platform/ReplaceMatches.h"
 #include "platform/Time32.h"
 
 #include <climits>
@@ -75,44 +76,40 @@ struct CText {
     int length;
 };
 
-// Replaces every `token` in `text` from left to right, as CVskStr::ReplaceAll
-// does: a match starts only on a character boundary (never on the trail byte
-// of a double-byte character), the search goes on after the inserted text,
-// and the search ends at the first NUL. The result is a copy of the pattern
-// that shares its text until the first replacement, which gives it a private
-// text made from its C-string view: from then on the bytes after the first
-// NUL are gone. Without a replacement they stay.
+// Replaces every `token` in `text` with the strings' replace steps, as
+// CVskStr::ReplaceAll on a copy of the pattern does: the search is the
+// string's (a match starts only on a character boundary, never on the trail
+// byte of a double-byte character, and the search ends at the first NUL).
+// The copy shares the pattern's text until the first replacement, which
+// gives it a private text made from its C-string view: from then on the
+// bytes after the first NUL are gone. Without a replacement they stay.
 // `make` gives the inserted text and runs only when the token occurs.
 // `scratch` is working storage.
 template <typename Make>
 void ReplaceToken(std::string& text, std::string& scratch, const CVskStr& token, Make make) {
-    const bool* lead = vsk::detail::LeadByteTable();
-    const char* const word = token.c_str();
-    const std::size_t wordLength = static_cast<std::size_t>(token.Length());
-    const std::size_t end = std::strlen(text.c_str());
-    bool found = false;
-    CText with{nullptr, 0};
-    std::size_t copied = 0; // text[0, copied) is in scratch already
-    std::size_t i = 0;
-    while (i < end) {
-        if (text[i] == word[0] && text.compare(i, wordLength, word) == 0) {
-            if (!found) {
-                with = make();
-                found = true;
-                scratch.clear();
-            }
-            scratch.append(text, copied, i - copied);
-            scratch.append(with.text, static_cast<std::size_t>(with.length));
-            i += wordLength;
-            copied = i;
-            continue;
+    struct CSteps {
+        std::string& text;
+        std::string& scratch;
+        const char* word;
+        Make& make;
+        CText with;
+
+        std::size_t Find(std::size_t from) {
+            const char* s = text.c_str();
+            const char* found = vsk::detail::MbsStr(s + from, word);
+            return found ? static_cast<std::size_t>(found - s) : vsk::detail::kNoMatch;
         }
-        i += (lead[static_cast<unsigned char>(text[i])] && i + 1 < end) ? 2 : 1;
-    }
-    if (found) {
-        scratch.append(text, copied, end - copied);
+        std::size_t Begin() {
+            with = make();
+            scratch.clear();
+            return std::strlen(text.c_str());
+        }
+        void Take(std::size_t from, std::size_t to) { scratch.append(text, from, to - from); }
+        void Insert() { scratch.append(with.text, static_cast<std::size_t>(with.length)); }
+    };
+    CSteps steps{text, scratch, token.c_str(), make, CText{nullptr, 0}};
+    if (vsk::detail::ReplaceEveryMatch(steps, static_cast<std::size_t>(token.Length())) > 0)
         text.swap(scratch);
-    }
 }
 
 // The number texts of Format, written into `buffer` (16 bytes) by the same

@@ -1,24 +1,22 @@
 // Vskalgorithm.cpp - double-byte character position tests.
 #include "foundation/Vskalgorithm.h"
 
-#include "platform/Win32.h"
+#include "platform/MbcsCursor.h"
+
+#include <cstddef>
 
 VSK_DEFINE_UNIT(Vskalgorithm, nullptr, nullptr)
 
 namespace vsk {
 
-namespace {
-bool IsLead(const char* p) { return IsDBCSLeadByte(static_cast<BYTE>(*p)) != FALSE; }
-} // namespace
-
+// The cursor pairs the bytes as the scan from `str` does (NUL bytes
+// included), reading only the run of lead-byte values before `pos`.
 bool IsDBCSLeadByteForStr(const char* str, const char* pos) {
-    const char* p = str;
-    while (p < pos)
-        p += IsLead(p) ? 2 : 1;
-    // Jumping over `pos` means it is the second byte of a character.
-    if (p != pos)
+    if (pos < str)
         return false;
-    return IsLead(pos);
+    const vsk::detail::CMbcsCursor cursor;
+    return !cursor.IsTrailAt(str, static_cast<std::size_t>(pos - str)) &&
+           cursor.IsLead(static_cast<unsigned char>(*pos));
 }
 
 bool IsDBCSTrailByteForStr(const char* str, const char* pos) {

@@ -5,11 +5,12 @@
 
 #include "foundation/Vskstrw.h"
 #include "platform/Mbcs.h"
+#include "platform/MbcsCursor.h"
+#include "platform/ReplaceMatches.h"
 
 #include <algorithm>
 #include <cstring>
 #include <cwchar>
-#include <mbstring.h>
 #include <stdexcept>
 #include <string>
 
@@ -122,8 +123,11 @@ int CVskStrBase<T>::LastChar() const {
     if (length == 0)
         return -1;
     if constexpr (sizeof(T) == 1) {
-        const auto* text = reinterpret_cast<const unsigned char*>(c_str());
-        return _ismbstrail(text, text + length - 1) ? length - 2 : length - 1;
+        // Judged from the start as the C runtime's _ismbstrail judges it:
+        // a NUL before the last byte ends the text there.
+        const vsk::detail::CMbcsCursor cursor;
+        const char* text = reinterpret_cast<const char*>(c_str());
+        return cursor.IsTrailInCString(text, static_cast<std::size_t>(length - 1)) ? length - 2 : length - 1;
     } else if constexpr (sizeof(T) == 2 || sizeof(T) == 4) {
         return length - 1;
     } else {
@@ -185,8 +189,8 @@ CVskStrBase<T>& CVskStrBase<T>::Replace(int first, int last, const CVskStrBase& 
     return *this;
 }
 
-// One pass over the text that gives, byte for byte, what replacing the first
-// match, searching again after the inserted text, and so on would give.
+// The shared replace steps over this string: the search is Pos's, and the
+// text becomes private at the first match only.
 template <typename T>
 CVskStrBase<T>& CVskStrBase<T>::ReplaceAll(const CVskStrBase& pattern, const CVskStrBase& with) {
     if (&with == this) {
@@ -196,28 +200,43 @@ CVskStrBase<T>& CVskStrBase<T>::ReplaceAll(const CVskStrBase& pattern, const CVs
             Replace(p, p + pattern.Length() - 1, with);
         return *this;
     }
-    int match = Pos(pattern, 0);
-    if (match < 0)
-        return *this;
-    const std::basic_string<T> patternView(pattern.c_str());
-    const std::size_t replacedLength = pattern.Length();
-    const std::basic_string<T> insert(with.Text());
+    if (pattern.c_str()[0] == T())
+        return *this; // Pos finds no empty pattern
 
-    std::basic_string<T>& source = MutableText();
-    std::basic_string<T> result;
-    result.reserve(source.size());
-    std::size_t from = 0;
-    for (;;) {
-        result.append(source, from, match - from);
-        result.append(insert);
-        from = std::min(match + replacedLength, source.size());
-        const T* found = FindUnit(source.c_str() + from, patternView.c_str());
-        if (!found)
-            break;
-        match = static_cast<int>(found - source.c_str());
-    }
-    result.append(source, from, std::basic_string<T>::npos);
-    source.swap(result);
+    struct CSteps {
+        CSteps(CVskStrBase& text, const CVskStrBase& find, const CVskStrBase& by)
+            : self(text), pattern(find), with(by), search(find.c_str()) {}
+
+        CVskStrBase& self;
+        const CVskStrBase& pattern;
+        const CVskStrBase& with;
+        const T* search;
+        std::basic_string<T> patternCopy;
+        std::basic_string<T> insert;
+        std::basic_string<T>* source = nullptr;
+        std::basic_string<T> result;
+
+        std::size_t Find(std::size_t from) {
+            const T* text = self.c_str();
+            const T* found = FindUnit(text + from, search);
+            return found ? static_cast<std::size_t>(found - text) : vsk::detail::kNoMatch;
+        }
+        // `pattern` or `with` may share this string's text, which is made
+        // private here: both are copied first.
+        std::size_t Begin() {
+            patternCopy = pattern.c_str();
+            search = patternCopy.c_str();
+            insert = with.Text();
+            source = &self.MutableText();
+            result.reserve(source->size());
+            return source->size();
+        }
+        void Take(std::size_t from, std::size_t to) { result.append(*source, from, to - from); }
+        void Insert() { result.append(insert); }
+    };
+    CSteps steps(*this, pattern, with);
+    if (vsk::detail::ReplaceEveryMatch(steps, static_cast<std::size_t>(pattern.Length())) > 0)
+        steps.source->swap(steps.result);
     return *this;
 }
 

@@ -2,9 +2,11 @@
 #include "gui/VskWndImeFull.h"
 
 #include "diagnostics/VskDebug.h"
+#include "platform/MbcsCursor.h"
 
 #include <imm.h>
 
+#include <cstddef>
 #include <cstring>
 
 VSK_DEFINE_UNIT(Vskwndimefull, nullptr, nullptr)
@@ -370,6 +372,7 @@ bool CVskWndImeFull::GetCompStrWithAttr(std::vector<CVskStr>& clauses, std::vect
     if (attrs == nullptr || length == 0 || static_cast<unsigned int>(length) != m_compAttr.GetSize())
         return true;
     const char* text = m_compStr.c_str();
+    const vsk::detail::CMbcsCursor cursor;
     int prev = attrs[0];
     CVskStr run;
     for (int i = 0; i < length;) {
@@ -381,7 +384,8 @@ bool CVskWndImeFull::GetCompStrWithAttr(std::vector<CVskStr>& clauses, std::vect
             prev = attr;
         }
         // A lead byte at the very end has no trail byte to take.
-        const int charBytes = (IsDBCSLeadByte(static_cast<BYTE>(text[i])) && i + 1 < length) ? 2 : 1;
+        const int charBytes = static_cast<int>(
+            cursor.CharBytesIn(text, static_cast<std::size_t>(i), static_cast<std::size_t>(length)));
         run += CVskStr(text + i, charBytes);
         i += charBytes;
     }

@@ -15,19 +15,6 @@ namespace vsk::detail {
 /// trail byte such as 0x5C ('\'); tests/foundation/Mbcs_test.cpp pins this one.
 const char* MbsStr(const char* s, const char* pattern);
 
-/// True when `c` is a lead byte of the system's ANSI code page.
-bool IsLeadByte(unsigned char c);
-
-/// The same answers as a table of 256 entries, for loops that ask for every
-/// byte of a text.
-const bool* LeadByteTable();
-
-/// Whether byte `i` of `s` is the second byte of a double-byte character, as
-/// a walk from the start judges it; the bytes before `i` hold no NUL. For `i`
-/// equal to a string's length: whether its last byte is a lone lead byte.
-/// Walks back only over the run of lead-byte values right before `i`.
-bool IsTrailByteAt(const char* s, std::size_t i);
-
 /// Compares at most `n` characters of `a` and `b` ignoring case, as the
 /// Windows C runtime's `_mbsnicmp` does (its case rules are the C runtime's
 /// own); a lead byte directly before the terminator ends the string there.
@@ -35,7 +22,7 @@ bool IsTrailByteAt(const char* s, std::size_t i);
 ///
 /// Wine's `_mbsnicmp` takes such a lead byte and the terminator for one
 /// character and goes on reading past the string;
-/// tests/files/Mbcs_search_platform_test.cpp pins it.
+/// tests/platform/Mbcs_search_platform_test.cpp pins it.
 int MbsNICmp(const char* a, const char* b, std::size_t n);
 
 /// Finds the single-byte character `c` in `s` as the Windows C runtime's
@@ -45,7 +32,7 @@ int MbsNICmp(const char* a, const char* b, std::size_t n);
 ///
 /// Wine's `_mbschr` and `_mbsrchr` step over the NUL that follows a lone lead
 /// byte and go on reading past the string;
-/// tests/files/Mbcs_search_platform_test.cpp pins it.
+/// tests/platform/Mbcs_search_platform_test.cpp pins it.
 const char* MbsChr(const char* s, unsigned char c);
 
 /// The last occurrence of the single-byte character `c` in `s`, judged as

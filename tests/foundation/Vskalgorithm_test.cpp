@@ -48,4 +48,27 @@ TEST(IsDBCSTrailByteForStr, ScanContinuesPastNul) {
     EXPECT_TRUE(vsk::IsDBCSTrailByteForStr(s, s + 3));
 }
 
+TEST(IsDBCSLeadByteForStr, ALeadByteTakesANulAfterItAsItsTrail) {
+    const char s[] = "\x95\0\x95\x5C";
+    EXPECT_FALSE(vsk::IsDBCSLeadByteForStr(s, s + 1));
+    EXPECT_TRUE(vsk::IsDBCSTrailByteForStr(s, s + 1));
+    EXPECT_TRUE(vsk::IsDBCSLeadByteForStr(s, s + 2));
+    EXPECT_TRUE(vsk::IsDBCSTrailByteForStr(s, s + 3));
+}
+
+TEST(IsDBCSLeadByteForStr, ARunOfLeadByteValuesPairsUpFromItsStart) {
+    const char s[] = "a\x95\x95\x95\x95\x95";
+    for (int i = 1; i <= 5; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(i % 2 == 1, vsk::IsDBCSLeadByteForStr(s, s + i));
+        EXPECT_EQ(i % 2 == 0, vsk::IsDBCSTrailByteForStr(s, s + i));
+    }
+}
+
+TEST(IsDBCSLeadByteForStr, APositionBeforeTheStringIsNeither) {
+    const char s[] = "\x95\x5C";
+    EXPECT_FALSE(vsk::IsDBCSLeadByteForStr(s + 1, s));
+    EXPECT_FALSE(vsk::IsDBCSTrailByteForStr(s + 1, s));
+}
+
 } // namespace

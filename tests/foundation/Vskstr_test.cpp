@@ -181,6 +181,20 @@ TEST(CVskStrLastChar, TextEndingInADoubleByteCharacterEndsAtItsLeadByte) {
     EXPECT_EQ(2, (CVskStr(kSo) + "\\").LastChar());
 }
 
+TEST(CVskStrLastChar, ANulBeforeTheLastByteEndsTheTextItIsJudgedIn) {
+    // Judged from the start as a C string: after a NUL no byte is a trail
+    // byte, so the lead byte before the last one does not take it.
+    EXPECT_EQ(3, CVskStr("a\0\x95\x5C", 4).LastChar());
+    EXPECT_EQ(3, CVskStr("\x95\0\x95\x5C", 4).LastChar());
+    EXPECT_EQ(2, CVskStr("ab\x95\x5C", 4).LastChar());
+}
+
+TEST(CVskStrLastChar, ALoneLeadByteAtTheEndIsTheLastCharacter) {
+    EXPECT_EQ(1, CVskStr("a\x95").LastChar());
+    EXPECT_EQ(2, CVskStr("\x95\x95\x95").LastChar()) << "a run of lead-byte values pairs up from its start";
+    EXPECT_EQ(2, CVskStr("\x95\x95\x95\x95").LastChar());
+}
+
 // --- Strnicmp ---------------------------------------------------------------
 
 TEST(CVskStrStrnicmp, NegativeCountComparesTheRestOfOther) {
