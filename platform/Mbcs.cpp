@@ -61,7 +61,9 @@ const char* MbsStr(const char* s, const char* pattern) {
     // Written out rather than built on strchr and strncmp: the pieces that
     // the strings search are mostly a few bytes long, where the calls cost
     // more than the bytes.
-    for (const char* p = s; *p; p = cursor.Next(p)) {
+    // Runs of plain single-byte text without the first byte are stepped
+    // over a word at a time.
+    for (const char* p = cursor.SkipPlainWords(s, first); *p; p = cursor.SkipPlainWords(cursor.Next(p), first)) {
         if (static_cast<unsigned char>(*p) == first) {
             const char* a = p + 1;
             const char* b = pattern + 1;

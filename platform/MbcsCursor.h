@@ -14,6 +14,11 @@ namespace vsk::detail {
 /// page does not change while a process runs, so it is read once.
 const bool* LeadByteTable();
 
+/// True when no lead byte lies below 0x80 (so in every double-byte code page
+/// of the system): a run of bytes below 0x80 is then a run of whole
+/// single-byte characters.
+bool LowBytesAreSingle();
+
 /// Reads double-byte text (the system's ANSI code page) character by
 /// character. A byte's role cannot be told from its value alone (trail-byte
 /// values overlap the single-byte characters, among them 0x5C '\'), so every
@@ -30,7 +35,7 @@ public:
     /// Returned by the searches when nothing is found.
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-    CMbcsCursor() : m_lead(LeadByteTable()) {}
+    CMbcsCursor() : m_lead(LeadByteTable()), m_lowBytesAreSingle(LowBytesAreSingle()) {}
 
     /// True when `c` is a lead byte of the code page.
     bool IsLead(unsigned char c) const { return m_lead[c]; }
@@ -68,6 +73,24 @@ public:
     /// lead byte with a byte after it inside the text, else 1.
     std::size_t CharBytesIn(const char* s, std::size_t i, std::size_t length) const {
         return (m_lead[Byte(s[i])] && i + 1 < length) ? 2 : 1;
+    }
+
+    /// Steps `p` (a character boundary of a C string) over whole aligned
+    /// 4-byte words of bytes below 0x80 that hold neither NUL nor `c`:
+    /// single-byte characters, none of them `c`. Returns `p` itself when its
+    /// word does not qualify or is not aligned. An aligned word never crosses
+    /// a page, so the bytes it reads past a terminator are always readable.
+    const char* SkipPlainWords(const char* p, unsigned char c) const {
+        if (!m_lowBytesAreSingle || reinterpret_cast<std::uintptr_t>(p) % 4 != 0)
+            return p;
+        const std::uint32_t pattern = 0x01010101u * c;
+        for (;;) {
+            std::uint32_t word;
+            std::memcpy(&word, p, 4);
+            if ((word & 0x80808080u) != 0 || HasZeroByte(word) || HasZeroByte(word ^ pattern))
+                return p;
+            p += 4;
+        }
     }
 
     /// True when `p` is a lead byte directly before the terminator.
@@ -128,6 +151,7 @@ private:
     }
 
     const bool* m_lead;
+    bool m_lowBytesAreSingle;
 };
 
 } // namespace vsk::detail

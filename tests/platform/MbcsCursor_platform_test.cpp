@@ -126,6 +126,36 @@ TEST(MbcsCursor, FindLastSearchesFromTheBackAndSkipsTrailBytes) {
 // On many random texts of lead bytes, 0x5C, letters and NULs, the cursor's
 // trail test and searches agree with the plain walk from the start; the
 // searches are checked across the four-byte steps of FindFirst.
+TEST(MbcsCursor, LowBytesAreSingleInCodePage932) { EXPECT_TRUE(vsk::detail::LowBytesAreSingle()); }
+
+// Copies `text` with its terminator to the start of an aligned buffer.
+struct CAlignedText {
+    alignas(4) char bytes[64];
+    explicit CAlignedText(const char* text) { std::memcpy(bytes, text, std::strlen(text) + 1); }
+};
+
+TEST(MbcsCursor, SkipPlainWordsStepsOverWholeWordsOfPlainBytesOnly) {
+    const CMbcsCursor cursor;
+    const CAlignedText plain("abcdefgh,ijk");
+    EXPECT_EQ(cursor.SkipPlainWords(plain.bytes, ','), plain.bytes + 8);
+    // The word that holds the byte sought stops it, wherever in the word.
+    const CAlignedText early("abcd,fghijkl");
+    EXPECT_EQ(cursor.SkipPlainWords(early.bytes, ','), early.bytes + 4);
+    // A NUL ends it, and so does any byte from 0x80 up (a lead byte, a
+    // single-byte katakana): the trail byte 0x5C after 0x95 is never skipped
+    // as a '\' of its own, nor taken for one.
+    const CAlignedText shortText("abcdefg");
+    EXPECT_EQ(cursor.SkipPlainWords(shortText.bytes, ','), shortText.bytes + 4);
+    const CAlignedText lead("abcdef\x95\x5Cxyz\\");
+    EXPECT_EQ(cursor.SkipPlainWords(lead.bytes, '\\'), lead.bytes + 4);
+    const CAlignedText kana("\xB1" "bcdefgh");
+    EXPECT_EQ(cursor.SkipPlainWords(kana.bytes, ','), kana.bytes);
+    // Only from an aligned boundary.
+    EXPECT_EQ(cursor.SkipPlainWords(plain.bytes + 1, ','), plain.bytes + 1);
+    const CAlignedText empty("");
+    EXPECT_EQ(cursor.SkipPlainWords(empty.bytes, ','), empty.bytes);
+}
+
 TEST(MbcsCursor, AgreesWithAWalkFromTheStartOnRandomTexts) {
     const CMbcsCursor cursor;
     const unsigned char alphabet[] = {0x95, 0x88, 0x9F, 0x5C, 'a', 'b', 0, 0xB1};
