@@ -166,9 +166,27 @@ CVskStrBase<T>& CVskStrBase<T>::SubStr(int start, int len) {
     // The range is read from the (private) text and its terminating NUL; units
     // further out are taken as NUL too rather than read from memory this
     // string does not own. A negative start is taken as 0.
+    start = std::max(start, 0);
+    if (m_buffer->GetRefCount() > 1) {
+        // A private copy would hold the units before the first NUL: the
+        // range is taken from those directly, without copying the rest first.
+        const T* view = c_str();
+        const int viewLength = CStringLength(view);
+        Buffer* own = new Buffer();
+        try {
+            if (start < viewLength)
+                own->Text().assign(view + start, static_cast<std::size_t>(std::min(len, viewLength - start)));
+            own->Text().resize(static_cast<std::size_t>(len), T());
+        } catch (...) {
+            own->Release();
+            throw;
+        }
+        m_buffer->Release();
+        m_buffer = own;
+        return *this;
+    }
     std::basic_string<T>& text = MutableText();
     const int length = static_cast<int>(text.size());
-    start = std::max(start, 0);
     if (start >= length)
         text.clear();
     else
