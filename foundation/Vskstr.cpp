@@ -4,6 +4,7 @@
 #include "files/VskFile.h"
 #include "foundation/Vskstrw.h"
 #include "platform/LastError.h"
+#include "platform/MbcsCursor.h"
 #include "foundation/internal/VskstrHooks.h"
 #include "foundation/internal/VskstrwHooks.h"
 
@@ -53,7 +54,15 @@ void SplitInto(Container& out, const vskstr::CVskStr& source, const vskstr::CVsk
     // A separator without NUL bytes: every match lies before the text's
     // first NUL (the search ends there), and so does the next start, so the
     // pieces in front of a separator are plain bytes of the text.
-    if (static_cast<int>(std::strlen(separator.c_str())) == separator.Length()) {
+    const vsk::detail::CMbcsCursor cursor;
+    const unsigned char first = static_cast<unsigned char>(separator.c_str()[0]);
+    if (separator.Length() == 1 && first != 0 && !cursor.IsLead(first)) {
+        // One single-byte character: the cursor finds it where Pos would
+        // (each start is a character boundary), without a call per piece.
+        for (std::size_t p; i < length && (p = cursor.FindFirst(data, i, length, first)) != cursor.kNone;
+             i = static_cast<int>(p) + 1)
+            out.emplace_back(data + i, static_cast<int>(p) - i);
+    } else if (static_cast<int>(std::strlen(separator.c_str())) == separator.Length()) {
         for (int p; i < length && (p = source.Pos(separator, i)) >= 0; i = p + separator.Length())
             out.emplace_back(data + i, p - i);
     }
