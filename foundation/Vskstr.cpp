@@ -196,7 +196,9 @@ CVskStr& CVskStr::FormatV(const char* format, va_list args) {
     // Most lines fit the first size (257 bytes): that pass writes into a
     // buffer on the stack and the string is made from the result, which
     // spares allocating and clearing a 257-byte working text.
-    const int firstCount = vsk::detail::NextNarrowFormatSize(0);
+    // The growth rule's first size, NextNarrowFormatSize(0): twice the minimum, plus 1.
+    constexpr int firstCount = kFormatFirstSize;
+    static_assert(firstCount == 2 * kFormatMinimumSize + 1, "the first size of the growth rule");
     char first[kFormatFirstSize];
     static_assert(sizeof first >= 257, "the first pass needs 257 bytes");
     if (g_formatPassObserver)

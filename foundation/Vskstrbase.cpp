@@ -94,12 +94,6 @@ void CVskStrBase<T>::MakeUnique() {
 }
 
 template <typename T>
-std::basic_string<T>& CVskStrBase<T>::MutableText() {
-    MakeUnique();
-    return m_buffer->Text();
-}
-
-template <typename T>
 void CVskStrBase<T>::CutAtNul() {
     std::basic_string<T>& text = MutableText();
     const auto nul = text.find(T());

@@ -99,7 +99,11 @@ protected:
     explicit CVskStrBase(Buffer* adopted) : m_buffer(adopted) {}
 
     /// The text for writing: private first.
-    std::basic_string<T>& MutableText();
+    std::basic_string<T>& MutableText() {
+        if (m_buffer->GetRefCount() > 1)
+            MakeUnique();
+        return m_buffer->Text();
+    }
     /// The whole buffer, embedded NULs included.
     const std::basic_string<T>& Text() const { return m_buffer->Text(); }
     /// Erases from the first NUL unit to the end.
