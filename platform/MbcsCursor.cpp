@@ -7,27 +7,22 @@ namespace vsk::detail {
 
 namespace {
 
-struct CLeadByteTable {
-    bool lead[256];
-    bool lowBytesAreSingle = true;
-    CLeadByteTable() {
-        for (int c = 0; c < 256; ++c) {
-            lead[c] = IsDBCSLeadByte(static_cast<BYTE>(c)) != FALSE;
-            if (lead[c] && c < 0x80)
-                lowBytesAreSingle = false;
-        }
+CLeadBytes ReadLeadBytes() {
+    CLeadBytes bytes{};
+    bytes.lowBytesAreSingle = true;
+    for (int c = 0; c < 256; ++c) {
+        bytes.lead[c] = IsDBCSLeadByte(static_cast<BYTE>(c)) != FALSE;
+        if (bytes.lead[c] && c < 0x80)
+            bytes.lowBytesAreSingle = false;
     }
-};
-
-const CLeadByteTable& Table() {
-    static const CLeadByteTable table;
-    return table;
+    return bytes;
 }
 
 } // namespace
 
-const bool* LeadByteTable() { return Table().lead; }
-
-bool LowBytesAreSingle() { return Table().lowBytesAreSingle; }
+const CLeadBytes& LeadBytes() {
+    static const CLeadBytes bytes = ReadLeadBytes();
+    return bytes;
+}
 
 } // namespace vsk::detail

@@ -10,14 +10,20 @@
 
 namespace vsk::detail {
 
-/// The system code page's lead bytes as a table of 256 entries. The code
-/// page does not change while a process runs, so it is read once.
-const bool* LeadByteTable();
+/// The system code page's lead bytes, read once: the code page does not
+/// change while a process runs.
+struct CLeadBytes {
+    /// Whether each byte value is a lead byte.
+    bool lead[256];
+    /// True when no lead byte lies below 0x80 (so in every double-byte code
+    /// page of the system): a run of bytes below 0x80 is then a run of whole
+    /// single-byte characters.
+    bool lowBytesAreSingle;
+};
+const CLeadBytes& LeadBytes();
 
-/// True when no lead byte lies below 0x80 (so in every double-byte code page
-/// of the system): a run of bytes below 0x80 is then a run of whole
-/// single-byte characters.
-bool LowBytesAreSingle();
+/// The lead bytes as a table of 256 entries.
+inline const bool* LeadByteTable() { return LeadBytes().lead; }
 
 /// Reads double-byte text (the system's ANSI code page) character by
 /// character. A byte's role cannot be told from its value alone (trail-byte
@@ -35,10 +41,10 @@ public:
     /// Returned by the searches when nothing is found.
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-    CMbcsCursor() : m_lead(LeadByteTable()), m_lowBytesAreSingle(LowBytesAreSingle()) {}
+    CMbcsCursor() : m_bytes(&LeadBytes()) {}
 
     /// True when `c` is a lead byte of the code page.
-    bool IsLead(unsigned char c) const { return m_lead[c]; }
+    bool IsLead(unsigned char c) const { return m_bytes->lead[c]; }
 
     /// Whether byte `i` of `s` is the second byte of a double-byte
     /// character. NUL bytes are bytes like any other here: a lead byte takes
@@ -48,7 +54,7 @@ public:
     /// only that run is read, backwards from `i`.
     bool IsTrailAt(const char* s, std::size_t i) const {
         std::size_t run = 0;
-        while (run < i && m_lead[Byte(s[i - 1 - run])])
+        while (run < i && m_bytes->lead[Byte(s[i - 1 - run])])
             ++run;
         return run % 2 == 1;
     }
@@ -63,7 +69,7 @@ public:
     /// The number of bytes of the character at `p` in a C string: 2 for a
     /// lead byte followed by a byte other than NUL, else 1. A lead byte
     /// directly before the terminator is a character of its own.
-    std::size_t CharBytes(const char* p) const { return (m_lead[Byte(*p)] && p[1] != '\0') ? 2 : 1; }
+    std::size_t CharBytes(const char* p) const { return (m_bytes->lead[Byte(*p)] && p[1] != '\0') ? 2 : 1; }
 
     /// The next character boundary after `p` in a C string.
     const char* Next(const char* p) const { return p + CharBytes(p); }
@@ -72,7 +78,7 @@ public:
     /// `length` bytes, whose NUL bytes are bytes like any other: 2 for a
     /// lead byte with a byte after it inside the text, else 1.
     std::size_t CharBytesIn(const char* s, std::size_t i, std::size_t length) const {
-        return (m_lead[Byte(s[i])] && i + 1 < length) ? 2 : 1;
+        return (m_bytes->lead[Byte(s[i])] && i + 1 < length) ? 2 : 1;
     }
 
     /// Steps `p` (a character boundary of a C string) over whole aligned
@@ -81,7 +87,7 @@ public:
     /// word does not qualify or is not aligned. An aligned word never crosses
     /// a page, so the bytes it reads past a terminator are always readable.
     const char* SkipPlainWords(const char* p, unsigned char c) const {
-        if (!m_lowBytesAreSingle || reinterpret_cast<std::uintptr_t>(p) % 4 != 0)
+        if (!m_bytes->lowBytesAreSingle || reinterpret_cast<std::uintptr_t>(p) % 4 != 0)
             return p;
         const std::uint32_t pattern = 0x01010101u * c;
         for (;;) {
@@ -94,7 +100,7 @@ public:
     }
 
     /// True when `p` is a lead byte directly before the terminator.
-    bool IsLoneLead(const char* p) const { return m_lead[Byte(*p)] && p[1] == '\0'; }
+    bool IsLoneLead(const char* p) const { return m_bytes->lead[Byte(*p)] && p[1] == '\0'; }
 
     /// The first byte `c` that starts a character, at or after `from` (a
     /// character boundary) and before `end`, in the C-string view: when
@@ -150,8 +156,7 @@ private:
         return end;
     }
 
-    const bool* m_lead;
-    bool m_lowBytesAreSingle;
+    const CLeadBytes* m_bytes;
 };
 
 } // namespace vsk::detail

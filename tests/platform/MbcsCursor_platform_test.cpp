@@ -126,7 +126,7 @@ TEST(MbcsCursor, FindLastSearchesFromTheBackAndSkipsTrailBytes) {
 // On many random texts of lead bytes, 0x5C, letters and NULs, the cursor's
 // trail test and searches agree with the plain walk from the start; the
 // searches are checked across the four-byte steps of FindFirst.
-TEST(MbcsCursor, LowBytesAreSingleInCodePage932) { EXPECT_TRUE(vsk::detail::LowBytesAreSingle()); }
+TEST(MbcsCursor, LowBytesAreSingleInCodePage932) { EXPECT_TRUE(vsk::detail::LeadBytes().lowBytesAreSingle); }
 
 // Copies `text` with its terminator to the start of an aligned buffer.
 struct CAlignedText {
