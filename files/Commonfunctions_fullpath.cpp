@@ -206,6 +206,33 @@ bool HasLeadByte(CSpan text) {
     return false;
 }
 
+// Whether `n` bytes at `s` are all below 0x80: in the system's double-byte
+// code pages, plain single-byte characters.
+bool IsPlain(const char* s, int n) {
+    for (int i = 0; i < n; ++i) {
+        if (PathBytes(s)[i] >= 0x80)
+            return false;
+    }
+    return true;
+}
+
+// The multibyte comparison's answer for two views of plain single-byte
+// characters: a character is a byte and its case is the letters A to Z.
+// Equal when the first `n` characters agree ignoring case, or both views end
+// together before that.
+bool PlainEqualIgnoringCase(const char* a, int aLength, const char* b, int bLength, int n) {
+    const auto lower = [](unsigned char c) { return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c; };
+    for (int i = 0; i < n; ++i) {
+        const unsigned char ca = i < aLength ? PathBytes(a)[i] : 0;
+        const unsigned char cb = i < bLength ? PathBytes(b)[i] : 0;
+        if (lower(ca) != lower(cb))
+            return false;
+        if (ca == 0)
+            return true;
+    }
+    return true;
+}
+
 // Every comparison of this family: a.Strnicmp(0, b, 0, -1) == 0, the
 // case-insensitive multibyte comparison (MbsNICmp, which Strnicmp calls) of
 // the two C-string views over at most as many characters as `b` has bytes,
@@ -224,6 +251,8 @@ bool Matches(CSpan a, CSpan b) {
     if (bVisible == bLength && bVisible < aVisible && std::memcmp(a.data, b.data, bVisible) == 0 &&
         !HasLeadByte(b))
         return true;
+    if (vsk::detail::LeadBytes().lowBytesAreSingle && IsPlain(a.data, aVisible) && IsPlain(b.data, bVisible))
+        return PlainEqualIgnoringCase(a.data, aVisible, b.data, bVisible, bLength);
     CPathBuilder aText;
     aText.Append(a.data, aVisible);
     aText.Append('\0');
