@@ -24,8 +24,10 @@ vsk::detail::CFixedBlockPool g_bufferPool(kBufferBlockSize);
 
 namespace vsk::detail {
 
-std::size_t StringBufferPoolBytesInUse() { return g_bufferPool.BytesInUse(); }
-std::size_t StringBufferPoolBytesReserved() { return g_bufferPool.BytesReserved(); }
+const VskstrrefcntHookTable kVskstrrefcntHookTable = {
+    [] { return g_bufferPool.BytesInUse(); },
+    [] { return g_bufferPool.BytesReserved(); },
+};
 
 } // namespace vsk::detail
 
