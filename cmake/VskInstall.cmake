@@ -7,8 +7,10 @@ install(TARGETS voskellib hostfw vsk_options EXPORT VoskelLIBTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-# The hooks that only tests use (<folder>/internal/) stay behind.
-foreach(dir foundation files diagnostics threading calendar gui framework hostfw platform)
+# The hooks that only tests use (<folder>/internal/) stay behind, and so
+# does the platform layer: it is the library's own, and no public header
+# includes it.
+foreach(dir foundation files diagnostics threading calendar gui framework hostfw)
   install(DIRECTORY ${dir}/ DESTINATION include/voskellib/${dir}
           FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)
 endforeach()

@@ -21,9 +21,9 @@ set(VSK_NAMED_EDGES
   "foundation/Vskstr.cpp|files/VskFile.h"
   "foundation/Vskstrbase.cpp|diagnostics/Filelogger.h")
 
-# The package frame sits on top: its umbrella header and start-up code see
-# every folder.
-set(VSK_FRAME foundation/Voskellib.h foundation/Voskellib.cpp)
+# The package frame sits on top: its umbrella header, start-up code and the
+# entry to the units' hooks see every folder.
+set(VSK_FRAME foundation/Voskellib.h foundation/Voskellib.cpp foundation/Voskellib_hooks.cpp)
 
 set(VSK_LAYER_FOLDERS platform hostfw foundation calendar diagnostics files threading gui framework)
 set(VSK_LAYER_ROOT ${CMAKE_BINARY_DIR}/layers)

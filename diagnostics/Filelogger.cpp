@@ -284,9 +284,9 @@ void FileLoggerVPutLine(const char* format, std::va_list args) {
     }
 }
 
-GetStdHandleFn SetGetStdHandleFunction(GetStdHandleFn function) {
-    return g_getStdHandle.Replace(function);
-}
+const FileloggerHookTable kFileloggerHookTable = {
+    [](GetStdHandleFn function) { return g_getStdHandle.Replace(function); },
+};
 
 CLogHold CurrentLogHold() {
     CLogHold hold{0, t_linesWriting};

@@ -81,7 +81,7 @@ private:
 // Structured exceptions: the crash report and the guard
 // ---------------------------------------------------------------------------
 
-#include "platform/Win32.h"
+#include <windows.h>
 
 #include <type_traits>
 

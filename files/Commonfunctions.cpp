@@ -187,8 +187,8 @@ const CVskStr* PathSeparatorConstant() { return g_constants ? &g_constants->sepa
 
 const CVskStr* ExtensionMarkConstant() { return g_constants ? &g_constants->extensionMark : nullptr; }
 
-ModuleFileNameFn SetModuleFileNameFunction(ModuleFileNameFn function) {
-    return g_moduleFileName.Replace(function);
-}
+const CommonfunctionsHookTable kCommonfunctionsHookTable = {
+    [](ModuleFileNameFn function) { return g_moduleFileName.Replace(function); },
+};
 
 } // namespace vsk::detail

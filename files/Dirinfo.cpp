@@ -45,13 +45,10 @@ bool Append(std::vector<WIN32_FIND_DATAA*>& list, const WIN32_FIND_DATAA& record
 
 namespace vsk::detail {
 
-FindFirstFileFn SetFindFirstFileFunction(FindFirstFileFn function) {
-    return g_findFirst.Replace(function);
-}
-
-FindNextFileFn SetFindNextFileFunction(FindNextFileFn function) {
-    return g_findNext.Replace(function);
-}
+const DirinfoHookTable kDirinfoHookTable = {
+    [](FindFirstFileFn function) { return g_findFirst.Replace(function); },
+    [](FindNextFileFn function) { return g_findNext.Replace(function); },
+};
 
 } // namespace vsk::detail
 

@@ -3,7 +3,8 @@
 #pragma once
 
 #include "foundation/Voskellib_stdafx.h"
-#include "platform/Win32.h"
+
+#include <windows.h>
 
 VSK_DECLARE_UNIT(Vskfile)
 

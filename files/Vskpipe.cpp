@@ -47,13 +47,10 @@ void* Duplicate(void* source) {
 
 namespace vsk::detail {
 
-CreatePipeFn SetCreatePipeFunction(CreatePipeFn function) {
-    return g_createPipe.Replace(function);
-}
-
-CloseHandleFn SetCloseHandleFunction(CloseHandleFn function) {
-    return g_closeHandle.Replace(function);
-}
+const VskpipeHookTable kVskpipeHookTable = {
+    [](CreatePipeFn function) { return g_createPipe.Replace(function); },
+    [](CloseHandleFn function) { return g_closeHandle.Replace(function); },
+};
 
 } // namespace vsk::detail
 

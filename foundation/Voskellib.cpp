@@ -120,17 +120,18 @@ void Finalize() {
     Voskellib::Finalize();
 }
 
-UnitRoutineObserver SetUnitRoutineObserver(UnitRoutineObserver observer) {
-    UnitRoutineObserver previous = g_routineObserver;
-    g_routineObserver = observer;
-    return previous;
-}
-
-UnitObserver SetUnitObserver(UnitObserver observer) {
-    UnitObserver previous = g_observer;
-    g_observer = observer;
-    return previous;
-}
+const VoskellibHookTable kVoskellibHookTable = {
+    [](UnitObserver observer) {
+        UnitObserver previous = g_observer;
+        g_observer = observer;
+        return previous;
+    },
+    [](UnitRoutineObserver observer) {
+        UnitRoutineObserver previous = g_routineObserver;
+        g_routineObserver = observer;
+        return previous;
+    },
+};
 
 } // namespace vsk::package
 

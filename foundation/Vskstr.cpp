@@ -90,11 +90,13 @@ void SplitInto(Container& out, const vskstr::CVskStr& source, const vskstr::CVsk
 
 namespace vsk::detail {
 
-FormatPassObserver SetFormatPassObserver(FormatPassObserver observer) {
-    FormatPassObserver previous = g_formatPassObserver;
-    g_formatPassObserver = observer;
-    return previous;
-}
+const VskstrHookTable kVskstrHookTable = {
+    [](FormatPassObserver observer) {
+        FormatPassObserver previous = g_formatPassObserver;
+        g_formatPassObserver = observer;
+        return previous;
+    },
+};
 
 int NextFormatSize(int length, const char* overflowMessage) {
     long long n = static_cast<long long>(length) + 1;
@@ -138,7 +140,7 @@ CVskStr::CVskStr(long value) {
 CVskStr::CVskStr(const CVskStrW& w) {
     // Code page 1 is the OEM code page; the ANSI one is not used on purpose.
     constexpr unsigned int kOemCodePage = 1;
-    const auto toNarrow = vsk::detail::GetCodePageConverters().toNarrow;
+    const auto toNarrow = vsk::detail::kVskstrwHookTable.getCodePageConverters().toNarrow;
     const int n = toNarrow(kOemCodePage, 0, w.c_str(), -1, nullptr, 0, nullptr, nullptr);
     char* out = nullptr;
     if (n > 0) {

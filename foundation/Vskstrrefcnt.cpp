@@ -25,8 +25,11 @@ vsk::detail::CFixedBlockPool g_bufferPool(kBufferBlockSize);
 
 namespace vsk::detail {
 
-std::size_t StringBufferPoolBytesInUse() { return g_bufferPool.BytesInUse(); }
-std::size_t StringBufferPoolBytesReserved() { return g_bufferPool.BytesReserved(); }
+const VskstrrefcntHookTable kVskstrrefcntHookTable = {
+    [] { return g_bufferPool.BytesInUse(); },
+    [] { return g_bufferPool.BytesReserved(); },
+};
+
 void ReleaseStringBufferCache() noexcept { g_bufferPool.ReleaseThreadCache(); }
 
 } // namespace vsk::detail

@@ -39,20 +39,20 @@ namespace vsk::detail {
 
 int NextWideFormatSize(int length) { return NextFormatSize(length, kWideFormatOverflowMessage); }
 
-FormatPassObserver SetWideFormatPassObserver(FormatPassObserver observer) {
-    FormatPassObserver previous = g_wideFormatPassObserver;
-    g_wideFormatPassObserver = observer;
-    return previous;
-}
-
-CodePageConverters SetCodePageConverters(CodePageConverters converters) {
-    CodePageConverters previous = g_converters;
-    g_converters.toWide = converters.toWide ? converters.toWide : SystemMultiByteToWide;
-    g_converters.toNarrow = converters.toNarrow ? converters.toNarrow : SystemWideToMultiByte;
-    return previous;
-}
-
-CodePageConverters GetCodePageConverters() { return g_converters; }
+const VskstrwHookTable kVskstrwHookTable = {
+    [](FormatPassObserver observer) {
+        FormatPassObserver previous = g_wideFormatPassObserver;
+        g_wideFormatPassObserver = observer;
+        return previous;
+    },
+    [](CodePageConverters converters) {
+        CodePageConverters previous = g_converters;
+        g_converters.toWide = converters.toWide ? converters.toWide : SystemMultiByteToWide;
+        g_converters.toNarrow = converters.toNarrow ? converters.toNarrow : SystemWideToMultiByte;
+        return previous;
+    },
+    [] { return g_converters; },
+};
 
 } // namespace vsk::detail
 

@@ -4,8 +4,9 @@
 #include "foundation/Voskellib_stdafx.h"
 #include "foundation/Vskstr.h"
 #include "gui/Vskwnd.h"
-#include "platform/Win32.h"
 #include "threading/Vskmem.h"
+
+#include <windows.h>
 
 #include <vector>
 

@@ -2,7 +2,8 @@
 #pragma once
 
 #include "foundation/Voskellib_stdafx.h"
-#include "platform/Win32.h"
+
+#include <windows.h>
 
 VSK_DECLARE_UNIT(Vskdib)
 

@@ -709,11 +709,10 @@ HGLOBAL vsk::detail::MakeDropFiles(const std::vector<vskstr::CVskStr>& files, bo
     return block;
 }
 
-vsk::detail::GlobalAllocFn vsk::detail::SetDragDropGlobalAlloc(GlobalAllocFn fn) {
-    return g_globalAlloc.Replace(fn);
-}
-
-vsk::detail::DragDropObjectCounts vsk::detail::GetDragDropObjectCounts() { return g_counts; }
+const vsk::detail::VskoledndHookTable vsk::detail::kVskoledndHookTable = {
+    [] { return g_counts; },
+    [](GlobalAllocFn fn) { return g_globalAlloc.Replace(fn); },
+};
 
 CVskDnDGetEvent::~CVskDnDGetEvent() = default;
 

@@ -3,8 +3,8 @@
 
 #include "foundation/Voskellib_stdafx.h"
 #include "foundation/Vskstr.h"
-#include "platform/Win32.h"
 
+#include <windows.h>
 #include <ole2.h>
 
 #include <map>

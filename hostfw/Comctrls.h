@@ -6,9 +6,11 @@
 #include "hostfw/Controls.h"
 #include "hostfw/Hostfw_stdafx.h"
 #include "hostfw/Property.h"
-#include "platform/Win32.h"
+
+#include <windows.h>
 
 #include <commctrl.h>
+
 #include <memory>
 #include <vector>
 

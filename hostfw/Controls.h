@@ -5,7 +5,8 @@
 #include "hostfw/Hostfw_stdafx.h"
 #include "hostfw/Property.h"
 #include "hostfw/Types.h"
-#include "platform/Win32.h"
+
+#include <windows.h>
 
 namespace Controls {
 

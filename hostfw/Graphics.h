@@ -4,7 +4,8 @@
 
 #include "hostfw/Hostfw_stdafx.h"
 #include "hostfw/Property.h"
-#include "platform/Win32.h"
+
+#include <windows.h>
 
 namespace Graphics {
 

@@ -1,25 +1,15 @@
-// Win32.h - the one place that includes <windows.h> for VoskelLIB.
+// Win32.h - <windows.h> as the library's own sources see it.
 #pragma once
 
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#ifndef _WIN32_WINNT
-#define _WIN32_WINNT 0x0501
-#endif
-#ifndef WINVER
-#define WINVER 0x0501
+// The project configures the system headers once, for every translation unit
+// it compiles (vsk_build_options in CMakeLists.txt): the lean header set, no
+// min and max macros, and the oldest system the library supports. Definitions
+// on the command line reach a unit whatever it includes first, so all units
+// see the same declarations. Public headers set none of this: they include
+// the system headers they need as they are, and a program's configuration
+// stays the program's.
+#if !defined(WIN32_LEAN_AND_MEAN) || !defined(NOMINMAX) || !defined(_WIN32_WINNT) || !defined(WINVER)
+#error "compile the library's sources with the system header configuration of vsk_build_options"
 #endif
 
 #include <windows.h>
-
-// Macros of <windows.h> that would rename the library's own members.
-#undef CreateFile
-#undef GetObject
-#undef CreateProcess
-#undef CreateWindow
-#undef LoadBitmap
-#undef DrawText

@@ -1,8 +1,11 @@
 // consumer.cpp - a small program built against an installed VoskelLIB: it
-// calls a path function, the string's formatting and splitting, and checks
-// what it gets, so that a build that links but misbehaves still fails.
-#include "files/Commonfunctions.h"
-#include "foundation/Vskstr.h"
+// calls a path function, the string's formatting and splitting and the file
+// object, and checks what it gets, so that a build that links but misbehaves
+// still fails. It includes every public header first, and checks that they
+// left the program's configuration of the system headers alone.
+#include "foundation/Voskellib.h"
+
+#include "WindowsConfigCheck.h"
 
 #include <cstdio>
 #include <cstring>
@@ -41,6 +44,22 @@ int main() {
     copy.ReplaceAll(CVskStr("="), CVskStr(" is "));
     Expect("ReplaceAll on a copy:", copy.c_str(), "answer is 42");
     Expect("original unchanged:", line.c_str(), "answer=42");
+
+    // The file object's members keep their names whatever <windows.h> does
+    // with CreateFile.
+    char folder[MAX_PATH];
+    const DWORD folderLength = GetTempPathA(MAX_PATH, folder);
+    const CVskStr path = CVskStr(folderLength > 0 && folderLength < MAX_PATH ? folder : ".\\") +
+                         CVskStr("voskellib-consumer.txt");
+    CVskStr written("?");
+    {
+        vskfile::CVskFile file;
+        if (file.CreateFileA(path.c_str(), vskfile::CVskFile::CT_CREATE_ALWAYS, 0) &&
+            file.Write("consumer", 8))
+            written = CVskStr(static_cast<long>(file.GetFileSize()));
+    }
+    vskfile::CVskFile::Delete(path.c_str());
+    Expect("CVskFile size written:", written.c_str(), "8");
 
     std::printf("%s\n", g_failures == 0 ? "consumer: all checks passed" : "consumer: FAILED");
     return g_failures == 0 ? 0 : 1;

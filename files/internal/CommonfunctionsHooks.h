@@ -2,14 +2,25 @@
 // watch the library at work. Internal: not installed, not for programs.
 #pragma once
 
-#include "foundation/Voskellib_stdafx.h"
+#include "foundation/internal/InternalHooks.h"
 
 namespace vsk::detail {
 
-/// The call GetAppPath makes, with the shape of GetModuleFileNameA. Tests
-/// replace it to make the call fail or fill the whole buffer; nullptr
-/// restores the system's. Returns the previous one. Thread safety: none.
+/// The call GetAppPath makes, with the shape of GetModuleFileNameA.
 using ModuleFileNameFn = unsigned long(__stdcall*)(void* module, char* buffer, unsigned long size);
-VSK_API ModuleFileNameFn SetModuleFileNameFunction(ModuleFileNameFn function);
+
+/// The unit's hooks, reached through vsk_InternalHooks.
+struct CommonfunctionsHookTable {
+    ModuleFileNameFn (*setModuleFileNameFunction)(ModuleFileNameFn function);
+};
+/// Defined in Commonfunctions.cpp; not exported.
+extern const CommonfunctionsHookTable kCommonfunctionsHookTable;
+
+/// Replaces the call GetAppPath makes; tests make it fail or fill the whole
+/// buffer. nullptr restores the system's. Returns the previous one.
+/// Thread safety: none.
+inline ModuleFileNameFn SetModuleFileNameFunction(ModuleFileNameFn function) {
+    return vsk_InternalHooks()->commonfunctions->setModuleFileNameFunction(function);
+}
 
 } // namespace vsk::detail

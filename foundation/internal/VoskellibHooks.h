@@ -2,7 +2,7 @@
 // watch the library at work. Internal: not installed, not for programs.
 #pragma once
 
-#include "foundation/Voskellib_stdafx.h"
+#include "foundation/internal/InternalHooks.h"
 
 namespace vsk::package {
 
@@ -10,17 +10,29 @@ namespace vsk::package {
 /// stop (last `Finalize`), with the unit's name and whether it is starting.
 using UnitObserver = void (*)(const char* unit, bool starting);
 
-/// Installs `observer` (nullptr removes it) and returns the previous one.
-/// Thread safety: none; install it on the thread that drives the units.
-VSK_API UnitObserver SetUnitObserver(UnitObserver observer);
-
 /// Called right before a unit's start-up routine (`startUp` true) or exit
 /// routine (`startUp` false) runs, with the unit's name. Units that only count
 /// have no routines and are never reported here.
 using UnitRoutineObserver = void (*)(const char* unit, bool startUp);
 
+/// The unit's hooks, reached through vsk_InternalHooks.
+struct VoskellibHookTable {
+    UnitObserver (*setUnitObserver)(UnitObserver observer);
+    UnitRoutineObserver (*setUnitRoutineObserver)(UnitRoutineObserver observer);
+};
+/// Defined in Voskellib.cpp; not exported.
+extern const VoskellibHookTable kVoskellibHookTable;
+
 /// Installs `observer` (nullptr removes it) and returns the previous one.
 /// Thread safety: none; install it on the thread that drives the units.
-VSK_API UnitRoutineObserver SetUnitRoutineObserver(UnitRoutineObserver observer);
+inline UnitObserver SetUnitObserver(UnitObserver observer) {
+    return vsk_InternalHooks()->voskellib->setUnitObserver(observer);
+}
+
+/// Installs `observer` (nullptr removes it) and returns the previous one.
+/// Thread safety: none; install it on the thread that drives the units.
+inline UnitRoutineObserver SetUnitRoutineObserver(UnitRoutineObserver observer) {
+    return vsk_InternalHooks()->voskellib->setUnitRoutineObserver(observer);
+}
 
 } // namespace vsk::package

@@ -2,7 +2,7 @@
 // watch the library at work. Internal: not installed, not for programs.
 #pragma once
 
-#include "foundation/Voskellib_stdafx.h"
+#include "foundation/internal/InternalHooks.h"
 
 namespace vsk::detail {
 
@@ -10,6 +10,16 @@ namespace vsk::detail {
 /// nullptr removes it); returns the previous observer. For tests of the
 /// growth rule. Thread safety: none.
 using FormatPassObserver = void (*)(int count);
-VSK_API FormatPassObserver SetFormatPassObserver(FormatPassObserver observer);
+
+/// The unit's hooks, reached through vsk_InternalHooks.
+struct VskstrHookTable {
+    FormatPassObserver (*setFormatPassObserver)(FormatPassObserver observer);
+};
+/// Defined in Vskstr.cpp; not exported.
+extern const VskstrHookTable kVskstrHookTable;
+
+inline FormatPassObserver SetFormatPassObserver(FormatPassObserver observer) {
+    return vsk_InternalHooks()->vskstr->setFormatPassObserver(observer);
+}
 
 } // namespace vsk::detail

@@ -2,7 +2,7 @@
 // watch the library at work. Internal: not installed, not for programs.
 #pragma once
 
-#include "foundation/Voskellib_stdafx.h"
+#include "foundation/internal/InternalHooks.h"
 #include "platform/Win32.h"
 
 namespace vsk::detail {
@@ -15,11 +15,27 @@ struct DragDropObjectCounts {
     long enumerators, enumeratorsDestroyed;
     long sources, sourcesDestroyed;
 };
-VSK_API DragDropObjectCounts GetDragDropObjectCounts();
 
-/// The GlobalAlloc the data providers call; tests replace it to make an
-/// allocation fail (nullptr restores the system's). Returns the previous one.
+/// The GlobalAlloc the data providers call.
 using GlobalAllocFn = HGLOBAL(__stdcall*)(UINT flags, SIZE_T bytes);
-VSK_API GlobalAllocFn SetDragDropGlobalAlloc(GlobalAllocFn fn);
+
+/// The unit's hooks, reached through vsk_InternalHooks.
+struct VskoledndHookTable {
+    DragDropObjectCounts (*getDragDropObjectCounts)();
+    GlobalAllocFn (*setDragDropGlobalAlloc)(GlobalAllocFn fn);
+};
+/// Defined in Vskolednd.cpp; not exported.
+extern const VskoledndHookTable kVskoledndHookTable;
+
+/// The counts so far.
+inline DragDropObjectCounts GetDragDropObjectCounts() {
+    return vsk_InternalHooks()->vskolednd->getDragDropObjectCounts();
+}
+
+/// Replaces the GlobalAlloc of the data providers; tests make an allocation
+/// fail (nullptr restores the system's). Returns the previous one.
+inline GlobalAllocFn SetDragDropGlobalAlloc(GlobalAllocFn fn) {
+    return vsk_InternalHooks()->vskolednd->setDragDropGlobalAlloc(fn);
+}
 
 } // namespace vsk::detail
