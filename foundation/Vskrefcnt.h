@@ -17,9 +17,9 @@ namespace vsk {
 ///   vsk::CVskRefCnt<vskstr::CVskStr*> a(new vskstr::CVskStr("text"));
 ///   vsk::CVskRefCnt<vskstr::CVskStr*> b(a);   // a and b share; count 2
 ///   // the string is deleted when both a and b are gone
-// GCC 12 reports a use after free when two owners of one record are destroyed
-// in one inlined scope: it does not follow the count that keeps the record
-// alive for the first one.
+// The compiler (from version 12) reports a use after free when two owners
+// of one record are destroyed in one inlined scope: it does not follow the
+// count that keeps the record alive for the first one.
 #if defined(__GNUC__) && __GNUC__ >= 12
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuse-after-free"
