@@ -26,9 +26,9 @@ public:
 
     /// Buffers are made and freed once per string operation that needs a
     /// text of its own, so they come from a pool of equal-sized blocks inside
-    /// the library (a block freed on any thread is reused by the next
-    /// buffer, and each thread keeps a few free blocks of its own); a class derived from this one with a larger size uses the
-    /// heap.
+    /// the library: each thread keeps a few free blocks of its own (given
+    /// back when the thread ends), and a block freed on any thread is reused.
+    /// A class derived from this one with a larger size uses the heap.
     /// Errors: std::bad_alloc when no memory can be had.
     static void* operator new(std::size_t size);
     /// Gives the block back to the pool (or the heap, for a larger size).
