@@ -7,6 +7,8 @@
 #include "foundation/internal/VoskellibHooks.h"
 #include "foundation/internal/VskstrrefcntThreadExit.h"
 
+#include <utility>
+
 namespace {
 vsk::package::UnitObserver g_observer = nullptr;
 vsk::package::UnitRoutineObserver g_routineObserver = nullptr;
@@ -121,16 +123,8 @@ void Finalize() {
 }
 
 const VoskellibHookTable kVoskellibHookTable = {
-    [](UnitObserver observer) {
-        UnitObserver previous = g_observer;
-        g_observer = observer;
-        return previous;
-    },
-    [](UnitRoutineObserver observer) {
-        UnitRoutineObserver previous = g_routineObserver;
-        g_routineObserver = observer;
-        return previous;
-    },
+    [](UnitObserver observer) { return std::exchange(g_observer, observer); },
+    [](UnitRoutineObserver observer) { return std::exchange(g_routineObserver, observer); },
 };
 
 } // namespace vsk::package

@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 VSK_DEFINE_UNIT(Vskstr, nullptr, nullptr)
 
@@ -91,11 +92,7 @@ void SplitInto(Container& out, const vskstr::CVskStr& source, const vskstr::CVsk
 namespace vsk::detail {
 
 const VskstrHookTable kVskstrHookTable = {
-    [](FormatPassObserver observer) {
-        FormatPassObserver previous = g_formatPassObserver;
-        g_formatPassObserver = observer;
-        return previous;
-    },
+    [](FormatPassObserver observer) { return std::exchange(g_formatPassObserver, observer); },
 };
 
 int NextFormatSize(int length, const char* overflowMessage) {

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cwchar>
 #include <stdexcept>
+#include <utility>
 
 VSK_DEFINE_UNIT(Vskstrw, nullptr, nullptr)
 
@@ -40,11 +41,7 @@ namespace vsk::detail {
 int NextWideFormatSize(int length) { return NextFormatSize(length, kWideFormatOverflowMessage); }
 
 const VskstrwHookTable kVskstrwHookTable = {
-    [](FormatPassObserver observer) {
-        FormatPassObserver previous = g_wideFormatPassObserver;
-        g_wideFormatPassObserver = observer;
-        return previous;
-    },
+    [](FormatPassObserver observer) { return std::exchange(g_wideFormatPassObserver, observer); },
     [](CodePageConverters converters) {
         CodePageConverters previous = g_converters;
         g_converters.toWide = converters.toWide ? converters.toWide : SystemMultiByteToWide;
