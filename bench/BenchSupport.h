@@ -31,6 +31,14 @@ inline void PrintResult(const char* name, double value, const char* goalText, bo
     std::printf("RESULT|%s|%.3f|%s|%s\n", name, value, goalText, met ? "met" : "NOT MET");
 }
 
+/// Prints a figure that explains a result but has no goal of its own, in the
+/// form tools/run-bench.sh lists under the report's table:
+/// "MEASURE|name|value|what the value means".
+inline void PrintMeasure(const char* name, double value, const char* meaning) {
+    std::printf("%-58s %.3f (%s)\n", name, value, meaning);
+    std::printf("MEASURE|%s|%.3f|%s\n", name, value, meaning);
+}
+
 /// Prints one comparison: library time, baseline time, and how the ratio
 /// stands against the goal (`higherIsBetter`: library speed / baseline speed).
 inline void Report(const char* name, double librarySeconds, double baselineSeconds, double goal,

@@ -3,6 +3,8 @@
 Input lines: bench|name|value|goal|verdict, as BenchSupport.h's PrintResult
 writes them (the benchmark's name in front). The chart shows each result
 against its goal, as a score where 1.0 is the goal itself and above is better.
+Figures without a goal (bench|name|value|meaning, from PrintMeasure) are
+listed under the table.
 """
 import re
 import sys
@@ -23,15 +25,26 @@ def score(value, goal):
     return bound / value if value else 0.0
 
 
-def main(raw_path, platform, table_path, data_path):
+def read_rows(path):
     rows = []
-    with open(raw_path, encoding="utf-8", errors="replace") as raw:
+    with open(path, encoding="utf-8", errors="replace") as raw:
         for line in raw:
             parts = line.rstrip("\n").split("|")
-            if len(parts) != 5:
-                continue
-            bench, name, value, goal, verdict = parts
-            rows.append((bench, name, float(value), goal, verdict))
+            if len(parts) == 5 or len(parts) == 4:
+                rows.append(parts)
+    return rows
+
+
+def shown(name):
+    # A backslash is doubled: both the Markdown viewers and the API
+    # reference's page builder show a doubled one as one.
+    return name.replace("|", "/").replace("\\", "\\\\")
+
+
+def main(raw_path, platform, table_path, data_path, measures_path=None):
+    rows = [(bench, name, float(value), goal, verdict)
+            for bench, name, value, goal, verdict in (r for r in read_rows(raw_path) if len(r) == 5)]
+    measures = [r for r in read_rows(measures_path) if len(r) == 4] if measures_path else []
     with open(table_path, "w", encoding="utf-8") as table:
         table.write("# Benchmark report\n\n")
         table.write("Platform: %s.\n\n" % platform)
@@ -39,13 +52,15 @@ def main(raw_path, platform, table_path, data_path):
                     "measured in one run of each benchmark.\n\n")
         table.write("| benchmark | result | value | goal | met |\n|---|---|---|---|---|\n")
         for bench, name, value, goal, verdict in rows:
-            # A backslash is doubled: both the Markdown viewers and the API
-            # reference's page builder show a doubled one as one.
-            shown = name.replace("|", "/").replace("\\", "\\\\")
-            table.write("| %s | %s | %.3f | %s | %s |\n" % (bench, shown, value, goal,
+            table.write("| %s | %s | %.3f | %s | %s |\n" % (bench, shown(name), value, goal,
                                                            "yes" if verdict == "met" else "**no**"))
         met = sum(1 for row in rows if row[4] == "met")
         table.write("\n%d of %d goals met.\n" % (met, len(rows)))
+        if measures:
+            table.write("\nMeasured alongside, without a goal of their own:\n\n"
+                        "| benchmark | figure | value | meaning |\n|---|---|---|---|\n")
+            for bench, name, value, meaning in measures:
+                table.write("| %s | %s | %.3f | %s |\n" % (bench, shown(name), float(value), meaning))
     with open(data_path, "w", encoding="utf-8") as data:
         for bench, name, value, goal, verdict in rows:
             label = (name[:45] + "...") if len(name) > 48 else name
@@ -54,4 +69,4 @@ def main(raw_path, platform, table_path, data_path):
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:5])
+    main(*sys.argv[1:6])

@@ -25,7 +25,9 @@ fi
 platform="$platform; Wine $(wine --version 2>/dev/null || echo '?'), $(nproc) cores, $(date -u +%Y-%m-%d)"
 
 raw="$build_dir/bench-raw.txt"
+measures="$build_dir/bench-measures.txt"
 : >"$raw"
+: >"$measures"
 for exe in "$build_dir"/bin/*_bench.exe; do
     name=$(basename "$exe" .exe)
     echo "run-bench: $name" >&2
@@ -33,9 +35,11 @@ for exe in "$build_dir"/bin/*_bench.exe; do
         echo "RESULT|$name: the benchmark failed (see $name.txt)|0|-|NOT MET" >>"$raw"
     fi
     sed -n "s/^RESULT|/$name|/p" "$build_dir/$name.txt" | tr -d '\r' >>"$raw"
+    sed -n "s/^MEASURE|/$name|/p" "$build_dir/$name.txt" | tr -d '\r' >>"$measures"
 done
 
-python3 "$root/tools/bench_report.py" "$raw" "$platform" "$build_dir/bench-report.md" "$build_dir/bench-report.dat"
+python3 "$root/tools/bench_report.py" "$raw" "$platform" "$build_dir/bench-report.md" "$build_dir/bench-report.dat" \
+    "$measures"
 cat "$build_dir/bench-report.md"
 
 gnuplot <<GNUPLOT
