@@ -20,14 +20,6 @@ using vsktest::FileExists;
 using vsktest::ReadFileBytes;
 using vsktest::ReadOrMissing;
 
-// The folder of this test program, where the build puts the child programs.
-std::string ProgramFolder() {
-    char path[MAX_PATH];
-    const DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
-    std::string folder(path, n);
-    return folder.substr(0, folder.find_last_of('\\'));
-}
-
 struct CChild {
     PROCESS_INFORMATION info{};
     bool started = false;
@@ -61,7 +53,8 @@ bool StartChild(CChild& child, const std::string& program, const std::string& ar
 std::vector<std::string> DebugStringsOf(const std::string& arguments, std::string& error) {
     std::vector<std::string> strings;
     CChild child;
-    if (!StartChild(child, ProgramFolder() + "\\vsk_log_child.exe", arguments, DEBUG_ONLY_THIS_PROCESS, FALSE)) {
+    const std::string program = vsktest::ProgramFolder() + "\\vsk_log_child.exe";
+    if (!StartChild(child, program, arguments, DEBUG_ONLY_THIS_PROCESS, FALSE)) {
         error = "cannot start the child: " + vsktest::Win32ErrorText(GetLastError());
         return strings;
     }
@@ -205,7 +198,7 @@ TEST_F(CLogTest, ChildStartedWithInheritanceDoesNotStopRotation) {
     FileLogger_PutLine("open before the child starts");
     CEvent event;
     CChild child;
-    ASSERT_TRUE(StartChild(child, ProgramFolder() + "\\vsk_log_child.exe", "wait " + event.name, 0, TRUE))
+    ASSERT_TRUE(StartChild(child, vsktest::ProgramFolder() + "\\vsk_log_child.exe", "wait " + event.name, 0, TRUE))
         << vsktest::Win32ErrorText(GetLastError());
     const std::string line(998, 'c'); // 1000 bytes with CR LF
     FileLogger_PutLine("%s", line.c_str());
@@ -233,7 +226,7 @@ TEST(InheritedHandleControl, AFileOpenedWithoutTheFlagIsHeldOpenByAChild) {
     std::fflush(f);
     CEvent event;
     CChild child;
-    ASSERT_TRUE(StartChild(child, ProgramFolder() + "\\vsk_log_child.exe", "wait " + event.name, 0, TRUE));
+    ASSERT_TRUE(StartChild(child, vsktest::ProgramFolder() + "\\vsk_log_child.exe", "wait " + event.name, 0, TRUE));
     std::fclose(f);
     const bool renamed = MoveFileA(path.c_str(), (path + ".1").c_str()) != FALSE;
     const DWORD error = GetLastError();
@@ -255,7 +248,8 @@ TEST(AllocConsole, GuiProgramGetsAConsoleWithItsThreeStandardStreams) {
     // Windows never attaches a GUI program to its parent's console; Wine 8
     // attaches it to the (hidden) console of a console parent, where
     // AllocConsole then fails. DETACHED_PROCESS gives the Windows start.
-    ASSERT_TRUE(StartChild(child, ProgramFolder() + "\\vsk_log_gui_child.exe", result, DETACHED_PROCESS, FALSE))
+    const std::string program = vsktest::ProgramFolder() + "\\vsk_log_gui_child.exe";
+    ASSERT_TRUE(StartChild(child, program, result, DETACHED_PROCESS, FALSE))
         << vsktest::Win32ErrorText(GetLastError());
     ASSERT_EQ(WaitForSingleObject(child.info.hProcess, 60000), WAIT_OBJECT_0);
     DWORD code = 1;
@@ -276,7 +270,7 @@ namespace {
 // file's text.
 std::string RunGuiChild(const std::string& mode, const vsktest::CTempDir& dir) {
     const std::string result = dir.File("console.txt");
-    const std::string program = ProgramFolder() + "\\vsk_log_gui_child.exe";
+    const std::string program = vsktest::ProgramFolder() + "\\vsk_log_gui_child.exe";
     std::string commandLine = "\"" + program + "\" " + mode + " " + result;
     STARTUPINFOA plain{};
     plain.cb = sizeof plain;

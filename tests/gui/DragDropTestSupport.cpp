@@ -74,19 +74,6 @@ void PumpMessages() {
     }
 }
 
-std::size_t ProcessHeapBytesInUse() {
-    HANDLE heap = ::GetProcessHeap();
-    std::size_t used = 0;
-    ::HeapLock(heap);
-    PROCESS_HEAP_ENTRY entry{};
-    while (::HeapWalk(heap, &entry)) {
-        if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY)
-            used += entry.cbData;
-    }
-    ::HeapUnlock(heap);
-    return used;
-}
-
 long LiveDragDropObjects() {
     const vsk::detail::DragDropObjectCounts c = vsk::detail::GetDragDropObjectCounts();
     return (c.targets - c.targetsDestroyed) + (c.dataObjects - c.dataObjectsDestroyed) +

@@ -56,8 +56,6 @@ private:
 /// Handles the window's messages that are waiting (no blocking).
 void PumpMessages();
 
-/// Bytes in use on the process heap, where global memory lives.
-std::size_t ProcessHeapBytesInUse();
 
 /// The drag-and-drop COM objects alive now (made minus destroyed), all kinds.
 long LiveDragDropObjects();

@@ -4,6 +4,7 @@
 #include "gui/Vskolednd.h"
 
 #include "tests/gui/DragDropTestSupport.h"
+#include "tests/support/TestSupport.h"
 #include "gui/internal/VskoledndHooks.h"
 
 #include <shellapi.h>

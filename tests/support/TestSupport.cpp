@@ -134,6 +134,65 @@ CPipeWithoutReader::~CPipeWithoutReader() {
     CloseHandle(m_closer);
 }
 
+std::string ProgramFolder() {
+    char path[MAX_PATH];
+    const DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
+    const std::string file(path, n);
+    return file.substr(0, file.find_last_of('\\'));
+}
+
+CProgramRun RunProgram(const std::string& program, const std::string& arguments, unsigned long timeoutMs) {
+    CProgramRun run;
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    HANDLE readEnd = nullptr, writeEnd = nullptr;
+    if (!CreatePipe(&readEnd, &writeEnd, &inheritable, 0))
+        return run;
+    vsk::detail::CScopedKernelHandle reader(readEnd), writer(writeEnd);
+    SetHandleInformation(reader.Get(), HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = writer.Get();
+    startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    std::string commandLine = "\"" + program + "\" " + arguments;
+    PROCESS_INFORMATION info{};
+    run.started = CreateProcessA(program.c_str(), &commandLine[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                                 &startup, &info) != FALSE;
+    if (!run.started)
+        return run;
+    vsk::detail::CScopedKernelHandle process(info.hProcess), thread(info.hThread);
+    // Only the child holds the writing end now: the pipe breaks when it ends.
+    writer.Reset();
+    // Read while the child runs, so that a full pipe never stops it; polled,
+    // so that a child that never ends cannot hold the test.
+    const DWORD started = GetTickCount();
+    for (;;) {
+        DWORD available = 0;
+        if (!PeekNamedPipe(reader.Get(), nullptr, 0, nullptr, &available, nullptr))
+            break; // broken: the child has ended and everything is read
+        if (available > 0) {
+            char buffer[4096];
+            DWORD read = 0;
+            if (!ReadFile(reader.Get(), buffer, sizeof buffer, &read, nullptr))
+                break;
+            run.output.append(buffer, read);
+        } else if (GetTickCount() - started > timeoutMs) {
+            break;
+        } else {
+            Sleep(10);
+        }
+    }
+    const DWORD elapsed = GetTickCount() - started;
+    run.ended = WaitForSingleObject(process.Get(), elapsed < timeoutMs ? timeoutMs - elapsed : 0) == WAIT_OBJECT_0;
+    if (!run.ended)
+        TerminateProcess(process.Get(), 99);
+    DWORD code = 0;
+    GetExitCodeProcess(process.Get(), &code);
+    run.exitCode = code;
+    return run;
+}
+
 unsigned long OpenHandleCount() {
     unsigned long count = 0;
     for (std::uintptr_t value = 4; value < 0x10000; value += 4) {
@@ -151,6 +210,19 @@ std::size_t CrtHeapBytesInUse() {
         if (entry._useflag == _USEDENTRY)
             used += entry._size;
     }
+    return used;
+}
+
+std::size_t ProcessHeapBytesInUse() {
+    const HANDLE heap = GetProcessHeap();
+    std::size_t used = 0;
+    PROCESS_HEAP_ENTRY entry{};
+    HeapLock(heap);
+    while (HeapWalk(heap, &entry)) {
+        if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY)
+            used += entry.cbData;
+    }
+    HeapUnlock(heap);
     return used;
 }
 

@@ -64,6 +64,28 @@ unsigned long OpenHandleCount();
 /// Bytes in use on the C runtime's heap (malloc, new), walked block by block.
 std::size_t CrtHeapBytesInUse();
 
+/// Bytes in use on the process heap (GetProcessHeap, where global memory and
+/// the strings' pool chunks live), walked block by block.
+std::size_t ProcessHeapBytesInUse();
+
+/// The folder of the running test program, where the build puts the child
+/// programs and modules the tests start; without a trailing separator.
+std::string ProgramFolder();
+
+/// What a child program did: whether it started and ended in time, its exit
+/// code and everything it wrote to its standard output.
+struct CProgramRun {
+    bool started = false;
+    bool ended = false;
+    unsigned long exitCode = 0;
+    std::string output;
+};
+
+/// Runs `program` (a path) with `arguments`, reading its standard output
+/// through a pipe, and waits at most `timeoutMs` for it to end; a program
+/// still running then is terminated (`ended` false).
+CProgramRun RunProgram(const std::string& program, const std::string& arguments, unsigned long timeoutMs);
+
 /// The lines of `text`, without their "\n" ends.
 std::vector<std::string> SplitLines(const std::string& text);
 

@@ -817,16 +817,9 @@ TEST(ThreadUnit, ASecondInitialiseKeepsTheSamePool) {
     EXPECT_EQ(record.deletions, 1) << "the object was still in the same pool";
 }
 
-std::string ProgramFolder() {
-    char path[MAX_PATH];
-    const DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
-    std::string folder(path, n);
-    return folder.substr(0, folder.find_last_of('\\'));
-}
-
 // Runs the thread child program on `file` with `mode`; its exit code.
 DWORD RunThreadChild(const std::string& file, const char* mode) {
-    const std::string program = ProgramFolder() + "\\vsk_thread_child.exe";
+    const std::string program = vsktest::ProgramFolder() + "\\vsk_thread_child.exe";
     std::string commandLine = "\"" + program + "\" \"" + file + "\" " + mode;
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;

@@ -24,13 +24,6 @@ const std::string kForeignAddressText =
     "new\x82\xb5\x82\xbd\x83\x41\x83\x68\x83\x8c\x83\x58\x88\xc8\x8a\x4f\x82\xf0"
     "delete\x82\xc9\x93\x6e\x82\xb5\x82\xbd";
 
-std::string ProgramFolder() {
-    char path[MAX_PATH];
-    const DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
-    std::string folder(path, n);
-    return folder.substr(0, folder.find_last_of('\\'));
-}
-
 struct ChildResult {
     bool started = false;
     bool ended = false;
@@ -42,7 +35,7 @@ struct ChildResult {
 // boxes of its main thread.
 ChildResult RunChild(const std::string& arguments) {
     ChildResult result;
-    const std::string program = ProgramFolder() + "\\vsk_pool_child.exe";
+    const std::string program = vsktest::ProgramFolder() + "\\vsk_pool_child.exe";
     std::string commandLine = "\"" + program + "\" " + arguments;
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
