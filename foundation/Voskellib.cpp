@@ -5,7 +5,7 @@
 #include "platform/LastError.h"
 #include "platform/Win32.h"
 #include "foundation/internal/VoskellibHooks.h"
-#include "foundation/internal/VskstrrefcntThreadExit.h"
+#include "foundation/internal/VskstrrefcntLifetime.h"
 
 #include <utility>
 
@@ -145,7 +145,7 @@ void SetUpExceptionHandling() {
 
 } // namespace
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved) {
     switch (reason) {
     case DLL_PROCESS_ATTACH:
         SetUpExceptionHandling();
@@ -153,6 +153,11 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
         break;
     case DLL_PROCESS_DETACH:
         vsk::package::Finalize();
+        // Null: the program unloads the library and goes on; what the
+        // library took from the system must go back. Otherwise the process
+        // is ending and takes everything with it.
+        if (!reserved)
+            vsk::detail::NoteLibraryUnloading();
         break;
     case DLL_THREAD_DETACH:
         // A thread's cached string blocks go back for the others to use.

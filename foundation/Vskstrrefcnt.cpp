@@ -3,8 +3,9 @@
 
 #include "platform/FixedBlockPool.h"
 #include "foundation/internal/VskstrrefcntHooks.h"
-#include "foundation/internal/VskstrrefcntThreadExit.h"
+#include "foundation/internal/VskstrrefcntLifetime.h"
 
+#include <cstdlib>
 #include <new>
 #include <stdexcept>
 
@@ -21,6 +22,25 @@ constexpr std::size_t kBufferBlockSize =
 // Constant-initialised: ready before any global string of any module.
 vsk::detail::CFixedBlockPool g_bufferPool(kBufferBlockSize);
 
+// Set when a program unloads the library, as opposed to the process ending.
+bool g_unloading = false;
+
+void ReleasePoolIfUnloading() {
+    if (g_unloading)
+        g_bufferPool.ReleaseEverything();
+}
+
+// The library's global strings give their blocks back when its global
+// objects are destroyed, after the package frame hears of the unloading:
+// the pool may only go after the last of them. Global objects are destroyed
+// in the reverse order of their construction and of the functions given to
+// atexit, so the pool's release is registered before any other global
+// object is made (the highest initialisation priority), and runs last.
+struct CPoolReleaseAtUnload {
+    CPoolReleaseAtUnload() { std::atexit(ReleasePoolIfUnloading); }
+};
+__attribute__((init_priority(101))) CPoolReleaseAtUnload g_poolReleaseAtUnload;
+
 } // namespace
 
 namespace vsk::detail {
@@ -31,6 +51,8 @@ const VskstrrefcntHookTable kVskstrrefcntHookTable = {
 };
 
 void ReleaseStringBufferCache() noexcept { g_bufferPool.ReleaseThreadCache(); }
+
+void NoteLibraryUnloading() noexcept { g_unloading = true; }
 
 } // namespace vsk::detail
 

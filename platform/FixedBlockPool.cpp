@@ -61,8 +61,11 @@ bool CFixedBlockPool::AddChunk() noexcept {
     auto* chunk = static_cast<char*>(HeapAlloc(GetProcessHeap(), 0, kChunkBytes));
     if (!chunk)
         return false;
+    auto* head = reinterpret_cast<ChunkHead*>(chunk);
+    head->next = m_chunkList;
+    m_chunkList = head;
     const std::size_t blocks = kChunkBytes / m_blockSize;
-    for (std::size_t first = 0; first < blocks; first += kBatchBlocks) {
+    for (std::size_t first = 1; first < blocks; first += kBatchBlocks) {
         const std::size_t end = first + kBatchBlocks < blocks ? first + kBatchBlocks : blocks;
         Stack batch{nullptr, 0};
         for (std::size_t i = end; i-- > first;)
@@ -201,6 +204,29 @@ void CFixedBlockPool::ReleaseThreadCache() noexcept {
         cache->next->previous = cache->previous;
     Unlock();
     HeapFree(GetProcessHeap(), 0, cache);
+}
+
+void CFixedBlockPool::ReleaseEverything() noexcept {
+    const CLastErrorKeeper keep;
+    Lock();
+    while (ThreadCache* cache = m_caches) {
+        m_caches = cache->next;
+        HeapFree(GetProcessHeap(), 0, cache);
+    }
+    while (ChunkHead* chunk = m_chunkList) {
+        m_chunkList = chunk->next;
+        HeapFree(GetProcessHeap(), 0, chunk);
+    }
+    m_batches = nullptr;
+    m_blocksOut = 0;
+    m_chunks = 0;
+    // Freeing the slot empties it in every thread, so no thread finds its
+    // old cache there again.
+    const unsigned long slotPlusOne = m_slotPlusOne.load(std::memory_order_relaxed);
+    if (slotPlusOne != 0 && slotPlusOne != kNoSlot)
+        TlsFree(slotPlusOne - 1);
+    m_slotPlusOne.store(0, std::memory_order_release);
+    Unlock();
 }
 
 std::size_t CFixedBlockPool::BytesInUse() const {

@@ -22,8 +22,10 @@ namespace vsk::detail {
 /// thread detach). A block may be freed by another thread than the one that
 /// took it: it joins the freeing thread's stacks.
 ///
-/// A pool lives as long as the process (it is made as a global): the heap
-/// chunks, the thread-local slot and the threads' caches are never freed.
+/// A pool made as a global lives as long as its module: the heap chunks, the
+/// thread-local slot and the threads' caches are kept until
+/// `ReleaseEverything` (which a module calls when it is unloaded; at the end
+/// of the process nothing need be given back).
 ///
 /// Unlike the public block pool, a failure is an ordinary std::bad_alloc:
 /// no message box, nothing written.
@@ -67,6 +69,12 @@ public:
     /// new cache is made). For the end of a thread.
     void ReleaseThreadCache() noexcept;
 
+    /// Gives every chunk, every thread's cache and the thread-local slot back
+    /// to the system, and leaves the pool as it was made. Every block is gone
+    /// with its chunk: no block may be used afterwards, and no other thread
+    /// may use the pool meanwhile. For the unloading of the pool's module.
+    void ReleaseEverything() noexcept;
+
     std::size_t BlockSize() const { return m_blockSize; }
     /// Bytes of the blocks handed out and not yet freed (cached blocks are
     /// free). Exact when no other thread uses the pool meanwhile.
@@ -85,6 +93,10 @@ private:
 
     struct FreeBlock {
         FreeBlock* next;
+    };
+    // The first block of every chunk links the chunks, for ReleaseEverything.
+    struct ChunkHead {
+        ChunkHead* next;
     };
     // The first block of a batch on the shared stack.
     struct BatchHead : FreeBlock {
@@ -159,6 +171,7 @@ private:
     BatchHead* m_batches = nullptr;
     long m_blocksOut = 0; // outside the shared batches (in use or cached)
     long m_chunks = 0;
+    ChunkHead* m_chunkList = nullptr;
     ThreadCache* m_caches = nullptr; // every live thread's cache
 };
 

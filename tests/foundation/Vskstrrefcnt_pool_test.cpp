@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <cstdio>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -195,6 +196,35 @@ TEST(StringBufferPool, EightThreadsPassingStringsEndWithHeapAndPoolWhereTheyStar
         << "pool reserve before " << reserveBefore << ", after " << reserveAfter;
     std::printf("ring of %d threads, %d strings: heap %+lld bytes, pool reserve %+ld bytes\n", kThreads,
                 kThreads * kPerThread, heapGrowth, static_cast<long>(reserveAfter - reserveBefore));
+}
+
+// A program that loads and unloads the library again and again (through a
+// module that makes strings on four threads) must not use up the system's
+// thread-local slots, of which a process has about a thousand, nor keep the
+// pool's memory of every round.
+TEST(StringBufferPool, UnloadingTheLibraryGivesItsThreadLocalSlotAndItsMemoryBack) {
+    constexpr int kRounds = 30;
+    const vsktest::CProgramRun run = vsktest::RunProgram(vsktest::ProgramFolder() + "\\vsk_unload_child.exe",
+                                                         std::to_string(kRounds), 120000);
+    ASSERT_TRUE(run.started) << vsktest::Win32ErrorText(GetLastError());
+    ASSERT_TRUE(run.ended) << "the child did not end within 120 s; it wrote:\n" << run.output;
+    ASSERT_EQ(run.exitCode, 0u) << run.output;
+    int slotsAfterSecond = -1, slotsAfterLast = -1, rounds = -1;
+    long long heapGrowth = -1;
+    for (const std::string& line : vsktest::SplitLines(run.output)) {
+        std::sscanf(line.c_str(), "unload: free thread-local slots after the second round %d, after the last %d",
+                    &slotsAfterSecond, &slotsAfterLast);
+        std::sscanf(line.c_str(), "unload: process heap in use grew by %lld bytes over %d rounds", &heapGrowth,
+                    &rounds);
+    }
+    ASSERT_NE(run.output.find("unload: done"), std::string::npos) << run.output;
+    ASSERT_EQ(rounds, kRounds - 2) << run.output;
+    EXPECT_GT(slotsAfterSecond, 0) << run.output;
+    EXPECT_EQ(slotsAfterLast, slotsAfterSecond) << run.output;
+    // A round that kept one pool chunk would leave 64 KiB; one that kept only
+    // its threads' caches, a few hundred bytes.
+    EXPECT_LT(heapGrowth, 1024) << run.output;
+    std::printf("%s", run.output.c_str());
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 // takes when the system's thread-local slots are scarce.
 #include "platform/FixedBlockPool.h"
 #include "platform/Win32.h"
+#include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -17,6 +18,12 @@ namespace {
 using vsk::detail::CFixedBlockPool;
 
 constexpr std::size_t kChunkBytes = 64 * 1024;
+
+// The blocks of size 32 that chunks of `reserved` bytes hand out: each
+// chunk's first block links the chunks.
+int BlocksOf32In(std::size_t reserved) {
+    return static_cast<int>(reserved / kChunkBytes * (kChunkBytes / 32 - 1));
+}
 
 std::vector<void*> TakeBlocks(CFixedBlockPool& pool, int count) {
     std::vector<void*> blocks;
@@ -48,6 +55,7 @@ public:
     }
     bool Exhausted() const { return TlsAlloc() == TLS_OUT_OF_INDEXES; }
     DWORD Highest() const { return m_slots.empty() ? 0 : m_slots.back(); }
+    int Count() const { return static_cast<int>(m_slots.size()); }
 
 private:
     std::vector<DWORD> m_slots;
@@ -66,7 +74,7 @@ TEST(FixedBlockPool, CountsEveryBlockInUseAndNoneOnceFreed) {
     EXPECT_EQ(pool.BytesReserved(), 0u);
     const std::vector<void*> blocks = TakeBlocks(pool, 5000);
     EXPECT_EQ(pool.BytesInUse(), 5000u * 32u);
-    // 2,048 blocks a chunk: three chunks hold 5,000.
+    // 2,047 blocks a chunk: three chunks hold 5,000.
     EXPECT_EQ(pool.BytesReserved(), 3 * kChunkBytes);
     const std::set<void*> distinct(blocks.begin(), blocks.end());
     EXPECT_EQ(distinct.size(), blocks.size());
@@ -122,7 +130,7 @@ TEST(FixedBlockPool, BlocksTakenOnOneThreadAreFreedOnAnother) {
     // Both threads' caches went back when they ended: this thread takes
     // every block of the reserve without a new chunk.
     const std::size_t reserved = pool.BytesReserved();
-    FreeBlocks(pool, TakeBlocks(pool, static_cast<int>(reserved / 32)));
+    FreeBlocks(pool, TakeBlocks(pool, BlocksOf32In(reserved)));
     EXPECT_EQ(pool.BytesReserved(), reserved);
 }
 
@@ -134,7 +142,7 @@ TEST(FixedBlockPool, AThreadsCacheGoesBackWhenItIsReleased) {
     // this thread's cached blocks are back on it.
     pool.ReleaseThreadCache();
     std::thread other([&] {
-        const std::vector<void*> all = TakeBlocks(pool, static_cast<int>(reserved / 32));
+        const std::vector<void*> all = TakeBlocks(pool, BlocksOf32In(reserved));
         EXPECT_EQ(pool.BytesReserved(), reserved);
         FreeBlocks(pool, all);
         pool.ReleaseThreadCache();
@@ -146,6 +154,52 @@ TEST(FixedBlockPool, AThreadsCacheGoesBackWhenItIsReleased) {
     EXPECT_EQ(pool.BytesInUse(), 0u);
     pool.ReleaseThreadCache();
     pool.ReleaseThreadCache();
+}
+
+TEST(FixedBlockPool, AllBlocksOfAChunkAreHandedOutBeforeTheNextChunk) {
+    CFixedBlockPool pool(32);
+    std::vector<void*> blocks = TakeBlocks(pool, BlocksOf32In(kChunkBytes));
+    EXPECT_EQ(pool.BytesReserved(), kChunkBytes);
+    blocks.push_back(pool.Allocate());
+    EXPECT_EQ(pool.BytesReserved(), 2 * kChunkBytes);
+    FreeBlocks(pool, blocks);
+    pool.ReleaseEverything();
+}
+
+TEST(FixedBlockPool, ReleasingEverythingGivesBackTheSlotTheCachesAndTheChunks) {
+    // Every thread-local slot the system can still hand out, counted.
+    const auto freeSlots = [] { return CTakenSlots(2000).Count(); };
+    const auto heapInUse = vsktest::ProcessHeapBytesInUse;
+    // A first pair of threads, before anything is measured: the runtime's
+    // own records of threads stay for good.
+    std::thread([] {}).join();
+    std::thread([] {}).join();
+    const int slotsBefore = freeSlots();
+    const std::size_t heapBefore = heapInUse();
+    {
+        CFixedBlockPool pool(32);
+        // Caches on this thread and on two others that have ended (nothing
+        // tells a pool of its own that a thread ends: their caches stay in
+        // the pool's list until everything goes).
+        for (int t = 0; t < 2; ++t)
+            std::thread([&pool] { FreeBlocks(pool, TakeBlocks(pool, 3000)); }).join();
+        FreeBlocks(pool, TakeBlocks(pool, 5000));
+        EXPECT_EQ(freeSlots(), slotsBefore - 1);
+        EXPECT_GT(pool.BytesReserved(), 0u);
+        pool.ReleaseEverything();
+        EXPECT_EQ(pool.BytesReserved(), 0u);
+        EXPECT_EQ(pool.BytesInUse(), 0u);
+        EXPECT_EQ(freeSlots(), slotsBefore);
+        EXPECT_EQ(heapInUse(), heapBefore);
+        // The pool is as it was made: it can be used again.
+        SetLastError(4242);
+        FreeBlocks(pool, TakeBlocks(pool, 100));
+        EXPECT_EQ(GetLastError(), 4242u);
+        EXPECT_EQ(pool.BytesInUse(), 0u);
+        EXPECT_EQ(pool.BytesReserved(), kChunkBytes);
+        pool.ReleaseEverything();
+    }
+    EXPECT_EQ(freeSlots(), slotsBefore);
 }
 
 TEST(FixedBlockPool, TakingAndFreeingLeaveTheLastErrorAlone) {
