@@ -201,8 +201,8 @@ TEST(StringBufferPool, EightThreadsPassingStringsEndWithHeapAndPoolWhereTheyStar
 // A program that loads and unloads the library again and again (through a
 // module that makes strings on four threads) must not use up the system's
 // thread-local slots, of which a process has about a thousand, nor keep the
-// pool's memory of every round.
-TEST(StringBufferPool, UnloadingTheLibraryGivesItsThreadLocalSlotAndItsMemoryBack) {
+// pool's memory or a handle of every round.
+TEST(StringBufferPool, UnloadingTheLibraryGivesItsThreadLocalSlotItsMemoryAndItsHandlesBack) {
     constexpr int kRounds = 30;
     const vsktest::CProgramRun run = vsktest::RunProgram(vsktest::ProgramFolder() + "\\vsk_unload_child.exe",
                                                          std::to_string(kRounds), 120000);
@@ -211,11 +211,14 @@ TEST(StringBufferPool, UnloadingTheLibraryGivesItsThreadLocalSlotAndItsMemoryBac
     ASSERT_EQ(run.exitCode, 0u) << run.output;
     int slotsAfterSecond = -1, slotsAfterLast = -1, rounds = -1;
     long long heapGrowth = -1;
+    int handlesAfterSecond = -1, handlesAfterLast = -2;
     for (const std::string& line : vsktest::SplitLines(run.output)) {
         std::sscanf(line.c_str(), "unload: free thread-local slots after the second round %d, after the last %d",
                     &slotsAfterSecond, &slotsAfterLast);
         std::sscanf(line.c_str(), "unload: process heap in use grew by %lld bytes over %d rounds", &heapGrowth,
                     &rounds);
+        std::sscanf(line.c_str(), "unload: open handles after the second round %d, after the last %d",
+                    &handlesAfterSecond, &handlesAfterLast);
     }
     ASSERT_NE(run.output.find("unload: done"), std::string::npos) << run.output;
     ASSERT_EQ(rounds, kRounds - 2) << run.output;
@@ -224,6 +227,7 @@ TEST(StringBufferPool, UnloadingTheLibraryGivesItsThreadLocalSlotAndItsMemoryBac
     // A round that kept one pool chunk would leave 64 KiB; one that kept only
     // its threads' caches, a few hundred bytes.
     EXPECT_LT(heapGrowth, 1024) << run.output;
+    EXPECT_EQ(handlesAfterLast, handlesAfterSecond) << run.output;
     std::printf("%s", run.output.c_str());
 }
 
