@@ -72,8 +72,9 @@ struct CByteReader {
 
 // True when an exception reaching offset `ip` of the function whose data is
 // `lsda` goes on through it (to a cleanup, a catch, or straight past). A
-// point without a call-site entry, or under an exception specification,
-// would end the process instead.
+// point without a call-site entry, or inside a function that lists the
+// exceptions it lets out (noexcept, throw(...)), would end the process
+// instead.
 bool LetsExceptionPass(const unsigned char* lsda, unsigned long ip) {
     CByteReader reader{lsda};
     const unsigned char landingPadBaseEncoding = *reader.p++;
@@ -100,7 +101,7 @@ bool LetsExceptionPass(const unsigned char* lsda, unsigned long ip) {
         CByteReader record{actions + action - 1};
         for (;;) {
             if (record.Sleb128() < 0)
-                return false; // an exception specification
+                return false; // a list of allowed exceptions (noexcept, throw(...))
             const unsigned char* const displacementAt = record.p;
             const long displacement = record.Sleb128();
             if (displacement == 0)
