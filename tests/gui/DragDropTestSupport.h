@@ -56,7 +56,6 @@ private:
 /// Handles the window's messages that are waiting (no blocking).
 void PumpMessages();
 
-
 /// The drag-and-drop COM objects alive now (made minus destroyed), all kinds.
 long LiveDragDropObjects();
 
