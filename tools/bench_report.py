@@ -25,14 +25,11 @@ def score(value, goal):
     return bound / value if value else 0.0
 
 
-def read_rows(path):
-    rows = []
+def read_rows(path, fields):
+    """The lines of `path` that split into exactly `fields` parts at "|"."""
     with open(path, encoding="utf-8", errors="replace") as raw:
-        for line in raw:
-            parts = line.rstrip("\n").split("|")
-            if len(parts) == 5 or len(parts) == 4:
-                rows.append(parts)
-    return rows
+        parts = (line.rstrip("\n").split("|") for line in raw)
+        return [p for p in parts if len(p) == fields]
 
 
 def shown(name):
@@ -42,9 +39,8 @@ def shown(name):
 
 
 def main(raw_path, platform, table_path, data_path, measures_path=None):
-    rows = [(bench, name, float(value), goal, verdict)
-            for bench, name, value, goal, verdict in (r for r in read_rows(raw_path) if len(r) == 5)]
-    measures = [r for r in read_rows(measures_path) if len(r) == 4] if measures_path else []
+    rows = [(bench, name, float(value), goal, verdict) for bench, name, value, goal, verdict in read_rows(raw_path, 5)]
+    measures = read_rows(measures_path, 4) if measures_path else []
     with open(table_path, "w", encoding="utf-8") as table:
         table.write("# Benchmark report\n\n")
         table.write("Platform: %s.\n\n" % platform)
