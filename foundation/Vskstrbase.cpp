@@ -62,25 +62,26 @@ CVskStrBase<T>::CVskStrBase() : m_buffer(SharedEmptyBuffer()) {}
 
 template <typename T>
 CVskStrBase<T>::CVskStrBase(const CVskStrBase& other) : m_buffer(other.m_buffer) {
-    m_buffer->AddRef();
+    m_buffer->Share();
 }
 
 template <typename T>
 CVskStrBase<T>& CVskStrBase<T>::operator=(const CVskStrBase& other) {
     if (this != &other && m_buffer != other.m_buffer) {
-        other.m_buffer->AddRef();
-        m_buffer->Release();
+        other.m_buffer->Share();
+        m_buffer->Unshare();
         m_buffer = other.m_buffer;
     }
     return *this;
 }
 
-// Made on first use and never freed: the library keeps the reference it was
-// made with, so its count never drops to 0 and writers always copy it first.
+// Made on first use (the one-time initialisation is safe on any thread) and
+// lasting for ever: strings share it without counting, so default strings
+// made and dropped on many threads at once write nothing shared, and writers
+// always find it shared and copy it first.
 template <typename T>
 typename CVskStrBase<T>::Buffer* CVskStrBase<T>::SharedEmptyBuffer() {
-    static Buffer* const empty = new Buffer();
-    empty->AddRef();
+    static Buffer* const empty = new Buffer(typename Buffer::LastingForEver());
     return empty;
 }
 
@@ -89,7 +90,7 @@ void CVskStrBase<T>::MakeUnique() {
     if (m_buffer->GetRefCount() <= 1)
         return;
     Buffer* own = new Buffer(m_buffer->Text().c_str());
-    m_buffer->Release();
+    m_buffer->Unshare();
     m_buffer = own;
 }
 
@@ -175,7 +176,7 @@ CVskStrBase<T>& CVskStrBase<T>::SubStr(int start, int len) {
             own->Release();
             throw;
         }
-        m_buffer->Release();
+        m_buffer->Unshare();
         m_buffer = own;
         return *this;
     }

@@ -18,16 +18,21 @@ VSK_DECLARE_UNIT(Vskstrbase)
 /// NUL, and making a shared string private keeps only the units before its
 /// first NUL. That loss is part of the design.
 ///
-/// Thread safety: none. A string and all copies that share its buffer must be
-/// used by one thread at a time; give a string a private buffer before handing
-/// it to another thread (for example `CVskStr(s).SubStr(0, s.Length())`).
+/// Thread safety: distinct string objects may be used on distinct threads at
+/// the same time. A string and all copies that share its buffer must be used
+/// by one thread at a time, as their count is a plain integer; give a string a
+/// private buffer before handing it to another thread (for example
+/// `CVskStr(s).SubStr(0, s.Length())`). Default strings of every thread share
+/// one empty buffer that lasts for ever: its count is never changed, so that
+/// sharing takes no lock and races on nothing.
 template <typename T>
 class CVskStrBase {
 public:
     /// The reference-counted buffer type.
     using Buffer = CVskStrRefCntTC<T>;
 
-    /// The empty string; shares the one empty buffer of all strings of T.
+    /// The empty string; shares the one empty buffer of all strings of T,
+    /// which lasts for ever (made on first use, never counted, never freed).
     CVskStrBase();
     /// Shares `other`'s buffer.
     CVskStrBase(const CVskStrBase& other);
@@ -35,7 +40,7 @@ public:
     CVskStrBase& operator=(const CVskStrBase& other);
     /// Releases the buffer. Inline: callers destroy strings at a high rate.
     virtual ~CVskStrBase() {
-        m_buffer->Release();
+        m_buffer->Unshare();
         m_buffer = nullptr;
     }
 
@@ -90,8 +95,8 @@ public:
     const T* c_str() const { return m_buffer->Text().c_str(); }
     /// Length in units (bytes for the narrow string), NUL units included.
     int Length() const { return static_cast<int>(m_buffer->Text().size()); }
-    /// Number of strings that share this string's buffer (the empty buffer
-    /// also counts the library's own reference).
+    /// Number of strings that share this string's buffer; INT_MAX for the
+    /// shared empty buffer, which is not counted and always counts as shared.
     int GetRefCount() const { return m_buffer->GetRefCount(); }
 
 protected:

@@ -4,6 +4,7 @@
 #include "foundation/Ubaserefcnt.h"
 #include "foundation/Voskellib_stdafx.h"
 
+#include <climits>
 #include <string>
 
 VSK_DECLARE_UNIT(Vskstrrefcnt)
@@ -11,10 +12,25 @@ VSK_DECLARE_UNIT(Vskstrrefcnt)
 /// The characters of one or more strings: a standard string of T with a
 /// reference count. Made with one reference, deleted by its last `Release`.
 /// A buffer whose count is above 1 is never written.
+///
+/// A buffer made as lasting for ever (the strings' shared empty buffers) has
+/// the count `kLastsForEverCount` from the start to the end of the process:
+/// `Share` and `Unshare` leave it alone, so it is never freed, its count is
+/// never written, and it always counts as shared for a writer. Any number of
+/// threads may share it at once. An ordinary buffer cannot reach that count:
+/// each reference is a string object, and a 32-bit process has no room for
+/// INT_MAX of them.
 template <typename T>
 class CVskStrRefCntTC : public CBaseRefCnt {
 public:
+    /// The count of a buffer that lasts for ever.
+    static constexpr int kLastsForEverCount = INT_MAX;
+    /// Chooses the constructor of a buffer that lasts for ever.
+    struct LastingForEver {};
+
     CVskStrRefCntTC() = default;
+    /// An empty buffer that lasts for ever.
+    explicit CVskStrRefCntTC(LastingForEver) { m_refCount = kLastsForEverCount; }
     /// The characters of `s` up to its terminator.
     explicit CVskStrRefCntTC(const T* s) : m_text(s) {}
     /// Exactly `length` characters of `s`, terminators included.
@@ -33,6 +49,22 @@ public:
     static void* operator new(std::size_t size);
     /// Gives the block back to the pool (or the heap, for a larger size).
     static void operator delete(void* p, std::size_t size) noexcept;
+
+    /// True for a buffer made as lasting for ever.
+    bool LastsForEver() const { return m_refCount == kLastsForEverCount; }
+    /// One more reference for a string that shares this buffer; nothing on a
+    /// buffer that lasts for ever.
+    /// Errors: as AddRef.
+    void Share() {
+        if (!LastsForEver())
+            AddRef();
+    }
+    /// Gives back a string's reference (deleting the buffer at 0); nothing on
+    /// a buffer that lasts for ever.
+    void Unshare() {
+        if (!LastsForEver())
+            Release();
+    }
 
     /// The text, for changing it.
     std::basic_string<T>& Text() { return m_text; }

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <condition_variable>
 #include <cstdio>
 #include <deque>
@@ -61,15 +62,35 @@ TEST(StringBufferPool, FreedBlocksAreReusedRatherThanTheReserveGrowing) {
     EXPECT_EQ(StringBufferPoolBytesReserved(), reserved);
 }
 
-TEST(StringBufferPool, TheSharedEmptyBufferStaysAliveWhenEveryEmptyStringIsGone) {
-    const int baseCount = CVskStr().GetRefCount();
+TEST(StringBufferPool, TheSharedEmptyBufferStaysAliveAndItsCountFixedWhenEveryEmptyStringIsGone) {
+    const char* buffer = CVskStr().c_str();
+    const std::size_t inUse = StringBufferPoolBytesInUse();
     {
         std::vector<CVskStr> empties(100);
-        EXPECT_EQ(CVskStr().GetRefCount(), baseCount + 100);
+        std::vector<CVskStr> copies(empties.begin(), empties.end());
+        EXPECT_EQ(CVskStr().GetRefCount(), INT_MAX) << "making empty strings does not count them";
+        EXPECT_EQ(StringBufferPoolBytesInUse(), inUse) << "nor does it take a buffer";
     }
     CVskStr empty;
-    EXPECT_EQ(empty.GetRefCount(), baseCount);
+    EXPECT_EQ(empty.GetRefCount(), INT_MAX) << "dropping them does not count them either";
+    EXPECT_EQ(empty.c_str(), buffer) << "the same buffer, alive";
     EXPECT_STREQ(empty.c_str(), "");
+}
+
+TEST(StringBufferPool, AWriterOnAnEmptyStringMakesItsOwnBufferAndLeavesTheSharedOneEmpty) {
+    CVskStr empty;
+    CVskStr written;
+    written += "x";
+    EXPECT_STREQ(written.c_str(), "x");
+    EXPECT_EQ(written.GetRefCount(), 1);
+    EXPECT_NE(written.c_str(), empty.c_str());
+    EXPECT_STREQ(empty.c_str(), "");
+    vskstr::CVskStrW wideEmpty;
+    vskstr::CVskStrW wide;
+    wide.SubStr(0, 2);
+    EXPECT_EQ(wide.Length(), 2) << "a range past the end is filled with NUL units";
+    EXPECT_EQ(wideEmpty.Length(), 0);
+    EXPECT_EQ(wideEmpty.c_str()[0], L'\0');
 }
 
 TEST(StringBufferPool, AStringMadeOnOneThreadIsReleasedOnAnother) {
