@@ -1,6 +1,6 @@
 // Vskmemorymanager_pool.cpp - part of unit Vskmemorymanager: the block pool
-// itself. It needs nothing else of the library, so that a build of it can be
-// linked into a program on its own.
+// itself. It needs nothing else of the library, so that a debug build of it
+// (with the check of a second free) can be linked into a program on its own.
 #include "threading/Vskmemorymanager.h"
 
 #include "platform/Win32.h"
@@ -13,8 +13,11 @@ namespace {
 
 const char* const kSmallBlockText = "CMemoryManagerPool : newしたサイズがDWORDバイト未満です";
 const char* const kForeignAddressText = "newしたアドレス以外をdeleteに渡した";
+#ifndef NDEBUG
+const char* const kSecondFreeText = "deleteしたアドレスをもう一度deleteに渡した";
+#endif
 
-// Both misuses end the process on purpose: going on would corrupt the heap.
+// Every misuse ends the process on purpose: going on would corrupt the heap.
 [[noreturn]] void Fatal(const char* text) {
     MessageBoxA(nullptr, text, nullptr, MB_OK);
     std::exit(1);
@@ -90,6 +93,13 @@ void CMemoryManagerPool::free(void* p) {
         return;
     if (m_handedOut.find(p) == m_handedOut.end())
         Fatal(kForeignAddressText);
+#ifndef NDEBUG
+    // A debug build catches the second free of the block freed last: it
+    // still heads the free list, which a block handed out again never does.
+    // A block freed twice with others in between is not caught.
+    if (p == m_freeHead)
+        Fatal(kSecondFreeText);
+#endif
     SetNext(p, m_freeHead);
     m_freeHead = p;
 }
