@@ -1,13 +1,17 @@
 // Vskdib_bench.cpp - CVskDIB's BMP load and save and its Blt against plain
 // ReadFile / WriteFile / memcpy of the same bytes, measured in one run.
 // Speed ratio = baseline time / library time (above 1: library faster);
-// "within 1.5x" means at least 0.67, "within 1.2x" at least 0.83.
+// "within 1.5x" means at least 0.67, "within 1.2x" at least 0.83. One
+// absolute figure: how long the refusal of a small file that claims a huge
+// bitmap takes.
 #include "bench/BenchSupport.h"
 #include "gui/Vskdib.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -104,10 +108,58 @@ void FullBlt() {
             });
 }
 
+// The 54 bytes of a BMP file that claims `width` x `height` pixels and holds
+// none of them.
+std::string HeadersOnly(std::int32_t width, std::int32_t height) {
+    unsigned char bytes[54] = {'B', 'M'};
+    const auto put32 = [&](int at, std::uint32_t v) {
+        for (int i = 0; i < 4; ++i) {
+            bytes[at + i] = static_cast<unsigned char>(v >> (8 * i));
+        }
+    };
+    put32(2, 54);
+    put32(10, 54);
+    put32(14, 40);
+    put32(18, std::uint32_t(width));
+    put32(22, std::uint32_t(height));
+    bytes[26] = 1;
+    bytes[28] = 24;
+    return std::string(reinterpret_cast<const char*>(bytes), sizeof bytes);
+}
+
+// A 54-byte file that claims 1 x 100,000,000 pixels (400 MB of rows), in
+// both row orders: the load must refuse it in well under 20 ms, on a bitmap
+// that holds one already.
+void ShortFileClaimingAHugeBitmap() {
+    const std::string path = TempFile("vskdib-bench-claim.bmp");
+    CVskDIB dib(16, 16);
+    double worstMs = 0;
+    for (const std::int32_t height : {100000000, -100000000}) {
+        const std::string bytes = HeadersOnly(1, height);
+        HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+        DWORD written = 0;
+        WriteFile(file, bytes.data(), DWORD(bytes.size()), &written, nullptr);
+        CloseHandle(file);
+        const double seconds = BestSeconds(5, [&] {
+            try {
+                dib.LoadFromFile(path.c_str());
+            } catch (const std::runtime_error&) {
+                g_sink += 1;
+            }
+        });
+        worstMs = std::max(worstMs, seconds * 1e3);
+    }
+    DeleteFileA(path.c_str());
+    vskbench::PrintResult("LoadFromFile refusing a 54-byte file that claims 1x100000000, ms", worstMs,
+                          "< 20 ms", worstMs < 20.0);
+}
+
 } // namespace
 
 int main() {
     LoadAndSave();
     FullBlt();
+    ShortFileClaimingAHugeBitmap();
     return 0;
 }

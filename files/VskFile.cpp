@@ -2,15 +2,17 @@
 #include "files/VskFile.h"
 
 #include "diagnostics/Filelogger.h"
-#include "files/Dirinfo.h"
 #include "platform/File.h"
 #include "platform/LastError.h"
 #include "platform/Mbcs.h"
 #include "platform/ScopedHandle.h"
 
 #include <cstring>
+#include <cwchar>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 VSK_DEFINE_UNIT(Vskfile, nullptr, nullptr)
 
@@ -65,11 +67,129 @@ bool RefuseNull() {
     return false;
 }
 
-bool IsDotEntry(const char* name) { return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0; }
+bool IsDotEntry(const wchar_t* name) {
+    return std::wcscmp(name, L".") == 0 || std::wcscmp(name, L"..") == 0;
+}
 
 // A result of SetFilePointer / GetFileSize is a failure when it is all ones
 // and the system set a last error (all ones is also a valid low half).
 bool FailedLowPart(DWORD low) { return low == 0xFFFFFFFF && GetLastError() != NO_ERROR; }
+
+// ---- The folder tree that RemoveDirectoryForce walks ------------------------
+// The tree is walked in the wide API with paths in the "\\?\" form, which the
+// system takes as they are: they may be longer than MAX_PATH (a folder of 257
+// to 260 bytes has no room left for "\\*.*" in the narrow API), and a name
+// that ends in a space or a dot (made as "name \" or through "\\?\") is not
+// cut to another name. Reports name the paths as the caller wrote them.
+
+// The code page the narrow file functions use.
+UINT FileApiCodePage() {
+    return AreFileApisANSI() ? CP_ACP : CP_OEMCP;
+}
+
+std::wstring Widen(const char* text) {
+    const int length = MultiByteToWideChar(FileApiCodePage(), 0, text, -1, nullptr, 0);
+    std::wstring wide(length > 0 ? std::size_t(length) : 1, L'\0');
+    MultiByteToWideChar(FileApiCodePage(), 0, text, -1, &wide[0], length);
+    wide.resize(std::wcslen(wide.c_str()));
+    return wide;
+}
+
+std::string Narrow(const wchar_t* text) {
+    const int length = WideCharToMultiByte(FileApiCodePage(), 0, text, -1, nullptr, 0, nullptr, nullptr);
+    std::string narrow(length > 0 ? std::size_t(length) : 1, '\0');
+    WideCharToMultiByte(FileApiCodePage(), 0, text, -1, &narrow[0], length, nullptr, nullptr);
+    narrow.resize(std::strlen(narrow.c_str()));
+    return narrow;
+}
+
+bool StartsWith(const std::wstring& text, const wchar_t* start) {
+    return text.compare(0, std::wcslen(start), start) == 0;
+}
+
+// The "\\?\" form of the folder `path` names: its full path as the system's
+// own functions resolve it (so the folder CreateDirectoryA made of the same
+// text), without a trailing separator unless it is a drive's root. A path in
+// that form already is taken as it is, as the system takes it. False, with
+// the system's last error, when the path cannot be resolved.
+bool LongFormOf(const char* path, std::wstring& longForm) {
+    const std::wstring wide = Widen(path);
+    if (StartsWith(wide, L"\\\\?\\")) {
+        longForm = wide;
+    } else {
+        const DWORD needed = GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr);
+        if (needed == 0)
+            return false;
+        std::wstring full(needed, L'\0');
+        const DWORD length = GetFullPathNameW(wide.c_str(), needed, &full[0], nullptr);
+        if (length == 0 || length >= needed)
+            return false;
+        full.resize(length);
+        if (StartsWith(full, L"\\\\?\\"))
+            longForm = full;
+        else if (StartsWith(full, L"\\\\.\\"))
+            longForm = L"\\\\?\\" + full.substr(4);
+        else if (StartsWith(full, L"\\\\"))
+            longForm = L"\\\\?\\UNC\\" + full.substr(2);
+        else
+            longForm = L"\\\\?\\" + full;
+    }
+    while (longForm.size() > 1 && longForm.back() == L'\\' && longForm[longForm.size() - 2] != L':')
+        longForm.pop_back();
+    return true;
+}
+
+// One entry of a folder, "." and ".." left out.
+struct CFolderEntry {
+    std::wstring name;
+    bool isFolder;
+};
+
+// Every entry of `folder` (long form) in the order the system lists them.
+// A folder with nothing to list or that may not be read has no entries;
+// false, with the system's last error, when it cannot be listed (it does not
+// exist, or is a file).
+bool ListFolder(const std::wstring& folder, std::vector<CFolderEntry>& entries) {
+    WIN32_FIND_DATAW record;
+    const HANDLE first = FindFirstFileW((folder + L"\\*").c_str(), &record);
+    if (first == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError();
+        return error == ERROR_FILE_NOT_FOUND || error == ERROR_ACCESS_DENIED;
+    }
+    const vsk::detail::CScopedFindHandle search(first);
+    do {
+        if (!IsDotEntry(record.cFileName))
+            entries.push_back({record.cFileName, (record.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0});
+    } while (FindNextFileW(search.Get(), &record));
+    return GetLastError() == ERROR_NO_MORE_FILES;
+}
+
+// Deletes `folder` (long form, `shown` as reports name it) with everything
+// under it, in listing order; stops at the first entry that stays, with its
+// report.
+bool RemoveTree(const std::wstring& folder, const std::string& shown) {
+    std::vector<CFolderEntry> entries;
+    if (!ListFolder(folder, entries))
+        return false;
+    for (const CFolderEntry& entry : entries) {
+        const std::wstring child = folder + L"\\" + entry.name;
+        const std::string shownChild = shown + "\\" + Narrow(entry.name.c_str());
+        if (entry.isFolder) {
+            if (!RemoveTree(child, shownChild)) {
+                ReportDeleteError(kSubFolderFailedLine, "delete error : folder is %s", shownChild);
+                return false;
+            }
+        } else if (!DeleteFileW(child.c_str())) {
+            ReportDeleteError(kFileFailedLine, "delete error : file is %s", shownChild);
+            return false;
+        }
+    }
+    if (!RemoveDirectoryW(folder.c_str())) {
+        ReportDeleteError(kFolderFailedLine, "delete error : folder is %s", shown);
+        return false;
+    }
+    return true;
+}
 
 } // namespace
 
@@ -224,29 +344,13 @@ bool RemoveDirectoryForce(const char* path) {
         SetLastError(ERROR_PATH_NOT_FOUND);
         return false;
     }
-    const std::string folder(path);
-    CDirInfo listing;
-    if (listing.GetDirInfo((folder + "\\*.*").c_str()) != 0)
-        return false;
-    for (const WIN32_FIND_DATAA* entry : listing.DirInfoList) {
-        if (IsDotEntry(entry->cFileName))
-            continue;
-        const std::string child = folder + "\\" + entry->cFileName;
-        if (entry->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-            if (!RemoveDirectoryForce(child.c_str())) {
-                ReportDeleteError(kSubFolderFailedLine, "delete error : folder is %s", child);
-                return false;
-            }
-        } else if (!DeleteFileA(child.c_str())) {
-            ReportDeleteError(kFileFailedLine, "delete error : file is %s", child);
-            return false;
-        }
-    }
-    if (!RemoveDirectoryA(path)) {
-        ReportDeleteError(kFolderFailedLine, "delete error : folder is %s", folder);
+    try {
+        std::wstring folder;
+        return LongFormOf(path, folder) && RemoveTree(folder, path);
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return false;
     }
-    return true;
 }
 
 bool CanUseFileName(const char* name) {

@@ -166,9 +166,22 @@ VSK_API bool CreateAllDirectory(const char* path);
 /// "VskFile(642): RemoveDirectoryForce: delete error : folder is <sub-folder>",
 /// "VskFile(650): RemoveDirectoryForce: delete error : file is <file>" and,
 /// when the emptied folder itself stays, "VskFile(658): RemoveDirectoryForce:
-/// delete error : folder is <path>", each after a time stamp. A folder that
-/// cannot be listed (it does not exist) gives false without a report and
-/// without deleting anything.
+/// delete error : folder is <path>", each after a time stamp, with `path` as
+/// given joined to the entries' names. A folder that cannot be listed (it
+/// does not exist) gives false without a report and without deleting
+/// anything.
+///
+/// Every tree CreateAllDirectory makes can be removed: `path` names the
+/// folder the system's functions find by it (spaces and dots at the end of
+/// its last name are dropped, as CreateAllDirectory drops them; a path in the
+/// "\\?\" form is taken as it is), and everything below is reached by its
+/// exact names at any length, so paths longer than MAX_PATH and names that
+/// end in a space or a dot (made as "name \" or in the "\\?\" form) go too.
+///
+/// Example: after CreateAllDirectory("C:\\t\\sp \\"), which makes "C:\t\sp "
+/// with its trailing space, RemoveDirectoryForce("C:\\t") removes it, and so
+/// does RemoveDirectoryForce("C:\\t\\sp \\"); RemoveDirectoryForce("C:\\t\\sp ")
+/// names "C:\t\sp" and returns false when that does not exist.
 VSK_API bool RemoveDirectoryForce(const char* path);
 
 /// False when `name` holds a character of CAN_NOT_USE_FILE_NAME; the trail

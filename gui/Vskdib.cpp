@@ -71,6 +71,29 @@ void PutU32(unsigned char* p, std::uint32_t v) {
     }
 }
 
+// Whether a file of `fileSize` bytes holds the pixel rows its header claims:
+// stride * |height| bytes from offset 54. A width of 0 or less claims no rows
+// (the bitmap's creation refuses it). Computed in 64 bits and by division,
+// so that a claim past 32 (or 64) bits cannot wrap into a small size.
+bool HoldsClaimedRows(std::uint64_t fileSize, std::int32_t width, std::int32_t fileHeight) {
+    if (width <= 0) {
+        return true;
+    }
+    const std::uint64_t rows =
+        fileHeight < 0 ? std::uint64_t(-std::int64_t(fileHeight)) : std::uint64_t(fileHeight);
+    const std::uint64_t available = fileSize > std::uint64_t(kHeadersSize) ? fileSize - kHeadersSize : 0;
+    return rows <= available / std::uint64_t(StrideOf(width));
+}
+
+// The size of the open file; a size the system cannot tell fails the load.
+std::uint64_t SizeOfLoadedFile(const vskfile::CVskFile& file) {
+    try {
+        return file.GetFileSize();
+    } catch (const std::runtime_error&) {
+        throw std::runtime_error(kLoadError);
+    }
+}
+
 struct CFileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
@@ -208,6 +231,12 @@ bool CVskDIB::LoadFromFile(const char* path) {
     }
     const std::int32_t width = ReadI32(info + 4);
     const std::int32_t fileHeight = ReadI32(info + 8);
+    // A header may claim any size: the rows it claims must be in the file
+    // before a bitmap of that size is made, so that a short file costs no
+    // more memory than it holds, and the bitmap held so far stays untouched.
+    if (!HoldsClaimedRows(SizeOfLoadedFile(file), width, fileHeight)) {
+        throw std::runtime_error(kLoadError);
+    }
     // |INT_MIN| has no 32-bit value; no bitmap can be that tall.
     const std::int32_t height = fileHeight == INT32_MIN ? 0 : (fileHeight < 0 ? -fileHeight : fileHeight);
     if (!CreateBitmap(width, height)) {
@@ -225,10 +254,9 @@ unsigned char* CVskDIB::FileRow(int i, bool bottomUp) const {
 // Rows come in batches of whole rows (about 1 MiB): every read of the file
 // object also asks the system whether another handle locked the bytes, which
 // costs far more than reading one row. Each batch puts the same bytes into the
-// same rows as reading row by row; when a batch read comes back short (the
-// end of the file) or fails (a lock), what arrived is placed and the rest of
-// the batch is read row by row, so a failure keeps what the row-by-row
-// reading would have kept.
+// same rows as reading row by row; when a batch read comes back short or
+// fails (a lock), what arrived is placed and the rest of the batch is read
+// row by row, so a failure keeps what the row-by-row reading would have kept.
 void CVskDIB::ReadRows(vskfile::CVskFile& file, bool bottomUp) {
     int rowsPerBatch = std::min(m_height, std::max(1, kLoadBatchBytes / m_stride));
     std::unique_ptr<unsigned char[]> batch;

@@ -64,10 +64,18 @@ public:
     /// the file means bottom-up rows, a negative one top-down rows; the rows
     /// are read from file offset 54 whatever the header says, so a file with
     /// a palette or a larger header is misread, not rejected. Returns true.
+    ///
+    /// The file must hold the rows its header claims (54 + stride * |height|
+    /// bytes, by the file's size) before anything is created, so a load never
+    /// takes much more memory than the file holds: a 54-byte file that claims
+    /// 1 x 100,000,000 pixels is refused without making that bitmap.
+    ///
     /// Errors: std::runtime_error "CVskDIB::LoadFromFile()" when the file cannot
-    /// be opened, is not "BM", is not 24 bits per pixel, is too short, or the
-    /// bitmap cannot be created. The bitmap then keeps what was created and
-    /// read before the failure.
+    /// be opened, is not "BM", is not 24 bits per pixel, is shorter than its
+    /// header claims (or its size cannot be told), the bitmap cannot be
+    /// created, or a read fails. A failure before the bitmap's creation
+    /// (headers, size) leaves this bitmap as it was; after it, the bitmap keeps
+    /// what was created and read before the failure.
     bool LoadFromFile(const char* path);
     /// Saves the bitmap as a bottom-up 24-bit BMP file of 54 + stride * height
     /// bytes. Returns true.

@@ -34,8 +34,19 @@ public:
 /// The pool remembers every address it has ever handed out. free() of any
 /// other address shows the message box "newしたアドレス以外をdeleteに渡した"
 /// and ends the process with exit(1): a wrong address is treated as heap
-/// corruption that must not go on. A second free() of the same block is not
-/// detected and puts it on the free list twice.
+/// corruption that must not go on.
+///
+/// A second free() of the same block is not detected (in a release build):
+/// the block goes on the free list twice and the list loops back to it.
+/// After free(p); free(p), every alloc() that fits the block size returns p;
+/// once the caller has written into p's first four bytes, those bytes are
+/// the list's next link, so the alloc() after the next one returns them as
+/// a block address (and the one after that reads through them). A debug
+/// build (NDEBUG not defined) catches the second free of the block freed
+/// last, which still heads the free list: it shows the message box
+/// "deleteしたアドレスをもう一度deleteに渡した" and ends the process with
+/// exit(1), like the other misuses. A block freed twice with other frees in
+/// between is not caught.
 ///
 /// Lifetime: chunks are never given back to the heap, not even by the
 /// destructor; the pool only grows, and its blocks stay valid until the
@@ -67,9 +78,12 @@ public:
     void* alloc(unsigned int size) override;
 
     /// Puts a block that alloc handed out back on the free list; null is
-    /// ignored.
+    /// ignored. A block that is free already goes on the list again (see the
+    /// class: the list then loops).
     /// Errors: any other address shows the message box
-    /// "newしたアドレス以外をdeleteに渡した" and ends the process with exit(1).
+    /// "newしたアドレス以外をdeleteに渡した" and ends the process with exit(1);
+    /// in a debug build, so does a second free of the block freed last, with
+    /// "deleteしたアドレスをもう一度deleteに渡した".
     void free(void* p) override;
 
     /// The size of every pooled block, after rounding.

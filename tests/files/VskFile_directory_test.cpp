@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <set>
 #include <string>
@@ -89,6 +90,51 @@ private:
 
 std::string Report(int line, const std::string& message) {
     return "<TS>VskFile(" + std::to_string(line) + "): RemoveDirectoryForce: " + message + "\r\n";
+}
+
+// ---- Paths that the narrow API cannot reach ---------------------------------
+// The test reaches them itself through the wide API in the "\\?\" form, which
+// takes every name as it is and any length.
+
+std::wstring Wide(const std::string& text) {
+    const int length = MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, nullptr, 0);
+    std::wstring wide(std::size_t(length), L'\0');
+    MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, &wide[0], length);
+    wide.resize(std::size_t(length) - 1);
+    return wide;
+}
+
+// `path` (absolute, every name exact) in the "\\?\" form.
+std::wstring Exact(const std::string& path) {
+    return path.compare(0, 4, "\\\\?\\") == 0 ? Wide(path) : L"\\\\?\\" + Wide(path);
+}
+
+bool IsExactFolder(const std::string& path) {
+    const DWORD attributes = GetFileAttributesW(Exact(path).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool ExactExists(const std::string& path) {
+    return GetFileAttributesW(Exact(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+void WriteExactFile(const std::string& path, const std::string& bytes) {
+    const HANDLE file = CreateFileW(Exact(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(INVALID_HANDLE_VALUE, file) << path << ": " << vsktest::Win32ErrorText(GetLastError());
+    DWORD written = 0;
+    EXPECT_TRUE(WriteFile(file, bytes.data(), DWORD(bytes.size()), &written, nullptr));
+    CloseHandle(file);
+}
+
+// A folder path of exactly `length` bytes: `folder` + "\\" + `tag` + "\\" and
+// as many `fill` bytes as it takes.
+std::string PathOfLength(const std::string& folder, const std::string& tag, std::size_t length,
+                         char fill = 'x') {
+    const std::string parent = folder + "\\" + tag + "\\";
+    EXPECT_LT(parent.size(), length);
+    EXPECT_LE(length - parent.size(), 255u) << "one name holds at most 255 characters";
+    return parent + std::string(length - parent.size(), fill);
 }
 
 } // namespace
@@ -312,6 +358,39 @@ TEST(CreateAllDirectory, EmptyTooLongAndNullPathsAreFalse) {
     SetLastError(0);
     EXPECT_FALSE(CreateAllDirectory(nullptr));
     EXPECT_EQ(static_cast<DWORD>(ERROR_INVALID_PARAMETER), GetLastError());
+}
+
+// Windows makes no folder whose path is longer than 248 bytes through the
+// narrow API without the "\\?\" form (room is kept for an 8.3 name below
+// it); Wine makes them up to 260 bytes, the most its narrow functions take.
+TEST(CreateAllDirectory, PlatformMakesPathsOf249To260BytesOnlyWhereItDeviates) {
+    CTempDir dir;
+    std::vector<bool> made249To260;
+    for (const std::size_t length : {248u, 249u, 256u, 259u, 260u, 261u}) {
+        SCOPED_TRACE(std::to_string(length) + " bytes");
+        const std::string path = PathOfLength(dir.Path(), "L" + std::to_string(length), length);
+        ASSERT_EQ(length, path.size());
+        SetLastError(0);
+        const bool made = CreateAllDirectory(path.c_str());
+        const DWORD error = GetLastError();
+        std::printf("platform CreateAllDirectory of a %u-byte path: %s\n", unsigned(length),
+                    made ? (length > 248 ? "made (deviation)" : "made") : "refused");
+        if (length <= 248) {
+            EXPECT_TRUE(made) << vsktest::Win32ErrorText(error);
+        } else if (length > 260) {
+            EXPECT_FALSE(made);
+            EXPECT_EQ(static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE), error);
+        } else {
+            made249To260.push_back(made);
+            if (!made) {
+                EXPECT_EQ(static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE), error);
+            }
+        }
+        EXPECT_EQ(made, IsExactFolder(path));
+    }
+    EXPECT_EQ(std::count(made249To260.begin(), made249To260.end(), made249To260.front()),
+              std::ptrdiff_t(made249To260.size()))
+        << "every length from 249 to 260 bytes goes the same way";
 }
 
 // ---------------------------------------------------------------------------
@@ -545,5 +624,171 @@ TEST_F(RemoveDirectoryForceTest, DoubleByteFolderNamesWithTrailByte5CAreRemoved)
     vsktest::WriteFileBytes(root + "\\" + kHyou + "\\" + kHyou + "\\" + kHyou, "x");
     vsktest::WriteFileBytes(root + "\\" + kHyou + "\\x" + kHyou, "y");
     EXPECT_TRUE(RemoveDirectoryForce(root.c_str())) << vsktest::Win32ErrorText(GetLastError());
+    EXPECT_TRUE(Tree(work.Path()).empty());
+}
+
+// ---------------------------------------------------------------------------
+// RemoveDirectoryForce: every tree that CreateAllDirectory makes
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// A tree made by CreateAllDirectory calls: each path below the tree's root
+// (given with "\\?\" when `exactForm`), and the exact folders they make.
+struct CMadeTree {
+    const char* what;
+    bool exactForm;
+    std::vector<std::string> calls;   // relative to the tree's root
+    std::vector<std::string> folders; // relative, exact names
+};
+
+// The trees, for a root of `rootLength` bytes. Paths of 257 to 260 bytes
+// leave no room for "\*.*" in the narrow API; the system drops spaces and
+// dots at the end of a path's last name, but not before a trailing "\" nor
+// in the "\\?\" form.
+std::vector<CMadeTree> MadeTrees(std::size_t rootLength) {
+    const auto fill = [&](std::size_t total, const std::string& parent) {
+        return std::string(total - rootLength - 1 - parent.size() - 1, 'x');
+    };
+    const std::string at259 = "long\\" + fill(259, "long");
+    const std::string at260 = "long\\" + fill(260, "long");
+    const std::string at256 = "exact\\" + fill(256, "exact");
+    return {
+        {"a 259-byte path", false, {at259}, {"long", at259}},
+        {"a 260-byte path", false, {at260}, {"long", at260}},
+        {"a 256-byte path in the \\\\?\\ form (260 bytes)", true, {at256}, {"exact", at256}},
+        {"names ending in a space, made as \"name \\\"", false, {"sp \\", "sp \\in \\"}, {"sp ", "sp \\in "}},
+        {"names ending in dots and spaces in the \\\\?\\ form",
+         true,
+         {"dot.\\space \\both. \\dots..", "dot.\\.x."},
+         {"dot.", "dot.\\space ", "dot.\\space \\both. ", "dot.\\space \\both. \\dots..", "dot.\\.x."}},
+    };
+}
+
+// Makes `tree` under `root` with CreateAllDirectory and puts a file into
+// every folder of it. False when the system refuses a path that long
+// (Windows, see PlatformMakesPathsOf249To260BytesOnlyWhereItDeviates).
+bool MakeTree(const std::string& root, const CMadeTree& tree) {
+    for (const std::string& call : tree.calls) {
+        const std::string path = (tree.exactForm ? "\\\\?\\" : "") + root + "\\" + call;
+        if (!CreateAllDirectory(path.c_str())) {
+            const DWORD error = GetLastError();
+            EXPECT_EQ(static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE), error) << path;
+            return false;
+        }
+    }
+    for (const std::string& folder : tree.folders) {
+        EXPECT_TRUE(IsExactFolder(root + "\\" + folder)) << folder;
+        WriteExactFile(root + "\\" + folder + "\\file.txt", "x");
+    }
+    return true;
+}
+
+} // namespace
+
+TEST_F(RemoveDirectoryForceTest, RemovesEveryTreeCreateAllDirectoryMakes) {
+    const std::string log = UseLog();
+    CTempDir work;
+    const std::string root = work.File("tree");
+    for (const CMadeTree& tree : MadeTrees(root.size())) {
+        SCOPED_TRACE(tree.what);
+        MakeFolder(root);
+        if (!MakeTree(root, tree)) {
+            std::printf("skipped: this system makes no %s\n", tree.what);
+            RemoveDirectoryA(root.c_str());
+            continue;
+        }
+        EXPECT_TRUE(RemoveDirectoryForce(root.c_str())) << vsktest::Win32ErrorText(GetLastError());
+        EXPECT_FALSE(ExactExists(root));
+        for (const std::string& folder : tree.folders)
+            EXPECT_FALSE(ExactExists(root + "\\" + folder)) << folder;
+    }
+    EXPECT_EQ("<missing>", ReadOrMissing(log));
+}
+
+// The path each tree was made with names its deepest folder for
+// RemoveDirectoryForce as well.
+TEST_F(RemoveDirectoryForceTest, RemovesAFolderByThePathCreateAllDirectoryMadeItWith) {
+    const std::string log = UseLog();
+    CTempDir work;
+    const std::string root = work.File("tree");
+    for (const CMadeTree& tree : MadeTrees(root.size())) {
+        SCOPED_TRACE(tree.what);
+        MakeFolder(root);
+        if (!MakeTree(root, tree)) {
+            std::printf("skipped: this system makes no %s\n", tree.what);
+            RemoveDirectoryA(root.c_str());
+            continue;
+        }
+        const std::string made = (tree.exactForm ? "\\\\?\\" : "") + root + "\\" + tree.calls.back();
+        EXPECT_TRUE(RemoveDirectoryForce(made.c_str()))
+            << made << ": " << vsktest::Win32ErrorText(GetLastError());
+        EXPECT_FALSE(ExactExists(root + "\\" + tree.folders.back()));
+        EXPECT_TRUE(IsExactFolder(root + "\\" + tree.folders.front()));
+        EXPECT_TRUE(RemoveDirectoryForce(root.c_str()));
+    }
+    EXPECT_EQ("<missing>", ReadOrMissing(log));
+}
+
+// A path whose last name ends in spaces or dots names the folder the system
+// finds by it, which has them cut, as CreateAllDirectory made it of the same
+// path: a folder whose name really ends so is reached by "name \" or the
+// "\\?\" form.
+TEST_F(RemoveDirectoryForceTest, ChoicePathEndingInASpaceOrDotNamesTheFolderTheSystemFindsByIt) {
+    const std::string log = UseLog();
+    CTempDir work;
+    ASSERT_TRUE(CreateAllDirectory(work.File("plain. .").c_str()));
+    ASSERT_TRUE(IsExactFolder(work.File("plain")));
+    EXPECT_TRUE(RemoveDirectoryForce(work.File("plain. .").c_str()));
+    EXPECT_FALSE(ExactExists(work.File("plain")));
+
+    ASSERT_TRUE(CreateAllDirectory(work.File("sp \\").c_str()));
+    ASSERT_TRUE(IsExactFolder(work.File("sp ")));
+    SetLastError(0);
+    EXPECT_FALSE(RemoveDirectoryForce(work.File("sp ").c_str()));
+    EXPECT_EQ(static_cast<DWORD>(ERROR_PATH_NOT_FOUND), GetLastError());
+    EXPECT_TRUE(IsExactFolder(work.File("sp ")));
+    EXPECT_EQ("<missing>", ReadOrMissing(log));
+    EXPECT_TRUE(RemoveDirectoryForce(work.File("sp \\").c_str()));
+    EXPECT_FALSE(ExactExists(work.File("sp ")));
+}
+
+// The reports name the paths as the caller wrote them, joined with the
+// entries' names, at any length.
+TEST_F(RemoveDirectoryForceTest, ReportsNamePathsLongerThanMaxPathInFull) {
+    const std::string log = UseLog();
+    CTempDir work;
+    const std::string root = work.File("root");
+    const std::string deep = PathOfLength(root, "long", 260);
+    if (!CreateAllDirectory(deep.c_str())) {
+        ASSERT_EQ(static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE), GetLastError());
+        GTEST_SKIP() << "this system makes no 260-byte path through the narrow API (Windows stops at 248)";
+    }
+    const std::string readOnly = deep + "\\ro.txt";
+    WriteExactFile(readOnly, "keep");
+    ASSERT_TRUE(SetFileAttributesW(Exact(readOnly).c_str(), FILE_ATTRIBUTE_READONLY));
+    SetLastError(0);
+    EXPECT_FALSE(RemoveDirectoryForce(root.c_str()));
+    EXPECT_EQ(static_cast<DWORD>(ERROR_ACCESS_DENIED), GetLastError());
+    EXPECT_EQ(Report(650, "delete error : file is " + readOnly) +
+                  Report(642, "delete error : folder is " + deep) +
+                  Report(642, "delete error : folder is " + root + "\\long"),
+              vsktest::MaskTimestamps(vsktest::ReadFileBytes(log)));
+    EXPECT_TRUE(ExactExists(readOnly));
+    ASSERT_TRUE(SetFileAttributesW(Exact(readOnly).c_str(), FILE_ATTRIBUTE_NORMAL));
+    EXPECT_TRUE(RemoveDirectoryForce(root.c_str()));
+    EXPECT_FALSE(ExactExists(root));
+}
+
+// A relative path and one with "/" name the folder the system finds by them.
+TEST_F(RemoveDirectoryForceTest, RelativePathsAndSlashesNameTheFolderTheSystemFinds) {
+    CTempDir work;
+    const CCurrentFolder here(work.Path());
+    ASSERT_TRUE(CreateAllDirectory("rel\\a\\b"));
+    vsktest::WriteFileBytes(work.File("rel\\a\\b\\f"), "x");
+    EXPECT_TRUE(RemoveDirectoryForce("rel/a"));
+    EXPECT_TRUE(IsFolder(work.File("rel")));
+    EXPECT_FALSE(FileExists(work.File("rel\\a")));
+    EXPECT_TRUE(RemoveDirectoryForce("rel\\"));
     EXPECT_TRUE(Tree(work.Path()).empty());
 }

@@ -1,6 +1,7 @@
-// Vskmemorymanager_fatal_test.cpp - the block pool's two fatal misuses, run
-// in a child program: the real message box is read and closed, and the child
-// must then end with exit code 1.
+// Vskmemorymanager_fatal_test.cpp - the block pool's fatal misuses, run in a
+// child program: the real message box is read and closed, and the child must
+// then end with exit code 1. The check of a second free exists only in a
+// debug build of the pool, so its cases run in a child built with one.
 #include "platform/Win32.h"
 
 #include "tests/support/MessageBoxWatcher.h"
@@ -23,6 +24,15 @@ const std::string kSmallBlockText =
 const std::string kForeignAddressText =
     "new\x82\xb5\x82\xbd\x83\x41\x83\x68\x83\x8c\x83\x58\x88\xc8\x8a\x4f\x82\xf0"
     "delete\x82\xc9\x93\x6e\x82\xb5\x82\xbd";
+// "deleteしたアドレスをもう一度deleteに渡した" in code page 932.
+const std::string kSecondFreeText =
+    "delete\x82\xb5\x82\xbd\x83\x41\x83\x68\x83\x8c\x83\x58\x82\xf0\x82\xe0\x82\xa4\x88\xea\x93\x78"
+    "delete\x82\xc9\x93\x6e\x82\xb5\x82\xbd";
+
+// The child built against the library, and the one built with a debug build
+// of the pool's own source (NDEBUG not defined).
+const char kLibraryChild[] = "vsk_pool_child.exe";
+const char kDebugChild[] = "vsk_pool_debug_child.exe";
 
 struct ChildResult {
     bool started = false;
@@ -31,11 +41,11 @@ struct ChildResult {
     std::vector<CMessageBoxWatcher::Box> boxes;
 };
 
-// Runs the pool's child program with `arguments` while a watcher closes the
-// boxes of its main thread.
-ChildResult RunChild(const std::string& arguments) {
+// Runs the pool's child program `child` with `arguments` while a watcher
+// closes the boxes of its main thread.
+ChildResult RunChild(const std::string& arguments, const char* child = kLibraryChild) {
     ChildResult result;
-    const std::string program = vsktest::ProgramFolder() + "\\vsk_pool_child.exe";
+    const std::string program = vsktest::ProgramFolder() + "\\" + child;
     std::string commandLine = "\"" + program + "\" " + arguments;
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
@@ -124,6 +134,48 @@ TEST(CMemoryManagerPoolFatal, FreeOfAnAddressInsideABlockEndsTheProcess) {
 
 TEST(CMemoryManagerPoolFatal, FreeOfAnotherPoolsBlockEndsTheProcess) {
     ExpectFatalBox(RunChild("foreign-other-pool"), kForeignAddressText);
+}
+
+// ---- a second free ----------------------------------------------------------
+
+TEST(CMemoryManagerPoolFatal, DebugBuildSecondFreeOfTheBlockFreedLastEndsTheProcess) {
+    ExpectFatalBox(RunChild("double-free", kDebugChild), kSecondFreeText);
+}
+
+TEST(CMemoryManagerPoolFatal, DebugBuildDoesNotCatchASecondFreeWithAnotherFreeInBetween) {
+    const ChildResult child = RunChild("double-free-between", kDebugChild);
+    ASSERT_TRUE(child.started) << vsktest::Win32ErrorText(GetLastError());
+    ASSERT_TRUE(child.ended);
+    EXPECT_TRUE(child.boxes.empty());
+    EXPECT_EQ(child.exitCode, 2u);
+}
+
+TEST(CMemoryManagerPoolFatal, DebugBuildTakesABlockFreedAgainAfterItCameBackFromAlloc) {
+    const ChildResult child = RunChild("free-alloc-free", kDebugChild);
+    ASSERT_TRUE(child.started) << vsktest::Win32ErrorText(GetLastError());
+    ASSERT_TRUE(child.ended);
+    EXPECT_TRUE(child.boxes.empty());
+    EXPECT_EQ(child.exitCode, 0u);
+}
+
+TEST(CMemoryManagerPoolFatal, DebugBuildKeepsTheOtherMisusesAsTheyAre) {
+    ExpectFatalBox(RunChild("foreign-stack", kDebugChild), kForeignAddressText);
+    ExpectFatalBox(RunChild("small 3 1", kDebugChild), kSmallBlockText);
+    const ChildResult control = RunChild("control", kDebugChild);
+    ASSERT_TRUE(control.ended);
+    EXPECT_TRUE(control.boxes.empty());
+    EXPECT_EQ(control.exitCode, 0u);
+}
+
+TEST(CMemoryManagerPoolFatal, ReleaseBuildSecondFreeIsNotDetected) {
+#ifndef NDEBUG
+    GTEST_SKIP() << "this is a debug build: its library catches the second free";
+#endif
+    const ChildResult child = RunChild("double-free");
+    ASSERT_TRUE(child.started) << vsktest::Win32ErrorText(GetLastError());
+    ASSERT_TRUE(child.ended);
+    EXPECT_TRUE(child.boxes.empty());
+    EXPECT_EQ(child.exitCode, 2u);
 }
 
 } // namespace
