@@ -256,10 +256,9 @@ private:
     std::size_t m_size = 0;
 };
 
-// Writes `text` to standard error standing in for the log file.
-bool WriteToStandardError(const CFormattedText& text) {
-    return std::fwrite(text.Data(), 1, text.Size(), stderr) == text.Size();
-}
+// Writes `text` to standard error standing in for the log file. A failure
+// there has nowhere else to go.
+void WriteToStandardError(const CFormattedText& text) { std::fwrite(text.Data(), 1, text.Size(), stderr); }
 
 // Length of `text` without its trailing CR and LF characters.
 int TrimmedLength(const char* text, int length) {
@@ -322,10 +321,10 @@ void FileLoggerVPutLine(const char* format, std::va_list args) {
         }
         line.End();
         CLogLock lock;
-        // The line went to standard error; the next write tries the file
-        // again. (Another thread may have closed this stream meanwhile;
-        // closing the one open now costs only its reopening.)
-        if (!written)
+        // The file refused the line, which went to standard error: the
+        // stream is closed, so that the next write tries the file again
+        // (unless another thread closed it meanwhile).
+        if (!written && g_stream == stream)
             CloseStream();
         CheckSizeAndRotate();
     } catch (...) {

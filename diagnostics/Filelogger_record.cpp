@@ -146,8 +146,9 @@ bool CLogFile::Refuse(const char* text, std::size_t size) {
 }
 
 // Cuts the file back to the end of its last whole record. A full disk can
-// take part of a write: Wine writes what fits and fails the rest, and the C
-// runtime writes a long text in several pieces of which the first may fit.
+// take part of a write: Wine writes what fits and fails only the next write
+// (SmallVolumeOnWine.WriteFileTakesWhatFits... pins it), and the C runtime
+// writes a long text in several pieces of which the first may fit.
 void CLogFile::CutBack() {
     if (m_end < 0)
         return;
