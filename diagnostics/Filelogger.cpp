@@ -5,6 +5,7 @@
 #include "platform/ScopedHandle.h"
 #include "platform/Stdio.h"
 #include "diagnostics/internal/FileloggerHooks.h"
+#include "diagnostics/internal/FileloggerParts.h"
 
 #include <atomic>
 #include <cerrno>
@@ -35,7 +36,10 @@ namespace {
 CRITICAL_SECTION g_section;
 bool g_sectionReady = false;
 char* g_name = nullptr;
+// The open log file, or stderr in its place, or null.
 FILE* g_stream = nullptr;
+// The log file while g_stream is a file.
+vsk::detail::CLogFile g_file;
 unsigned int g_limitKib = 1024;
 int g_generations = 1;
 char g_timestamp[32];
@@ -112,24 +116,26 @@ private:
 FILE* ObtainStream() {
     if (g_stream)
         return g_stream;
-    FILE* stream = g_name ? vsk::detail::OpenWritableStream(g_name, kOpenMode) : nullptr;
-    g_stream = stream ? stream : stderr;
+    g_stream = g_name && g_file.Open(g_name, kOpenMode) ? g_file.Stream() : stderr;
     return g_stream;
 }
 
-// Under the lock.
+// Under the lock. A record that Put began goes into the file first (or, when
+// the file refuses it, whole to standard error).
 void CloseStream() {
     while (g_writers.load() > 0)
         SwitchToThread();
-    if (g_stream && g_stream != stderr)
-        std::fclose(g_stream);
+    if (g_stream && g_stream != stderr) {
+        g_file.Settle();
+        g_file.Close();
+    }
     g_stream = nullptr;
 }
 
 // The file's size in bytes, or false when it cannot be had. Under the lock.
 bool CurrentSize(std::int64_t& size) {
     if (g_stream) {
-        size = static_cast<std::int64_t>(std::ftell(g_stream));
+        size = static_cast<std::int64_t>(g_stream == stderr ? std::ftell(stderr) : g_file.Tell());
         return true;
     }
     const vsk::detail::CScopedKernelHandle file(
@@ -196,37 +202,63 @@ void CheckSizeAndRotate() {
     Rotate();
 }
 
-// Writes the text of `format` with `args`, as the C runtime's own vfprintf
+// The text of `format` with `args` as the C runtime's own vfprintf
 // (msvcrt.dll, not the toolchain's replacement that <cstdio> selects for
-// C++) would: its format conventions are those the log's callers write. The
-// text is formatted first and then written with one fwrite, which holds the
-// stream's lock across the whole text as vfprintf would, so text that
-// threads write at the same moment still interleaves only between calls.
-// Formatting outside the stream's lock matters when an argument cannot be
-// read: the fault then leaves no stream locked for good.
-void WriteFormatted(FILE* stream, const char* format, std::va_list args) {
-    char small[512];
-    std::va_list first;
-    va_copy(first, args);
-    const int fitted = _vsnprintf(small, sizeof small, format, first);
-    va_end(first);
-    if (fitted >= 0 && fitted < static_cast<int>(sizeof small)) {
-        std::fwrite(small, 1, static_cast<std::size_t>(fitted), stream);
-        return;
+// C++) would write it: its format conventions are those the log's callers
+// write. With `newline` a "\n" follows the text, so that a line is written
+// with one fwrite: the stream's lock is then held across the whole line, and
+// text that threads write at the same moment interleaves only between whole
+// writes. The text is formatted before anything is written: when an
+// argument cannot be read, the fault leaves no stream locked for good. A
+// text of up to 510 bytes stays on the stack.
+class CFormattedText {
+public:
+    CFormattedText(const char* format, std::va_list args, bool newline) {
+        const std::size_t room = sizeof m_small - 1; // the newline's byte
+        std::va_list first;
+        va_copy(first, args);
+        const int fitted = _vsnprintf(m_small, room, format, first);
+        va_end(first);
+        if (fitted >= 0 && static_cast<std::size_t>(fitted) < room)
+            m_size = static_cast<std::size_t>(fitted);
+        else
+            FormatLarge(format, args);
+        if (newline)
+            m_data[m_size++] = '\n';
     }
-    std::va_list counting;
-    va_copy(counting, args);
-    const int length = _vscprintf(format, counting);
-    va_end(counting);
-    if (length < 0)
-        return;
-    std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    std::va_list second;
-    va_copy(second, args);
-    _vsnprintf(&text[0], text.size(), format, second);
-    va_end(second);
-    std::fwrite(text.data(), 1, static_cast<std::size_t>(length), stream);
-}
+    CFormattedText(const CFormattedText&) = delete;
+    CFormattedText& operator=(const CFormattedText&) = delete;
+
+    const char* Data() const { return m_data; }
+    std::size_t Size() const { return m_size; }
+
+private:
+    // A format that the runtime refuses gives no text.
+    void FormatLarge(const char* format, std::va_list args) {
+        std::va_list counting;
+        va_copy(counting, args);
+        const int length = _vscprintf(format, counting);
+        va_end(counting);
+        if (length < 0)
+            return;
+        m_large.assign(static_cast<std::size_t>(length) + 2, '\0'); // text, newline, terminator
+        std::va_list second;
+        va_copy(second, args);
+        _vsnprintf(&m_large[0], static_cast<std::size_t>(length) + 1, format, second);
+        va_end(second);
+        m_data = &m_large[0];
+        m_size = static_cast<std::size_t>(length);
+    }
+
+    char m_small[512];
+    std::string m_large;
+    char* m_data = m_small;
+    std::size_t m_size = 0;
+};
+
+// Writes `text` to standard error standing in for the log file. A failure
+// there has nowhere else to go.
+void WriteToStandardError(const CFormattedText& text) { std::fwrite(text.Data(), 1, text.Size(), stderr); }
 
 // Length of `text` without its trailing CR and LF characters.
 int TrimmedLength(const char* text, int length) {
@@ -260,7 +292,12 @@ namespace vsk::detail {
 void FileLoggerVPut(const char* format, std::va_list args) {
     try {
         CLogLock lock;
-        WriteFormatted(ObtainStream(), format, args);
+        FILE* stream = ObtainStream();
+        const CFormattedText text(format, args, false);
+        if (stream == stderr)
+            WriteToStandardError(text);
+        else if (!g_file.Add(text.Data(), text.Size()))
+            CloseStream(); // the next write tries the file again
     } catch (...) {
     }
 }
@@ -274,11 +311,21 @@ void FileLoggerVPutLine(const char* format, std::va_list args) {
             stream = ObtainStream();
             line.Begin();
         }
-        WriteFormatted(stream, format, args);
-        std::fputc('\n', stream);
-        std::fflush(stream);
+        const CFormattedText text(format, args, true);
+        bool written = true;
+        if (stream == stderr) {
+            WriteToStandardError(text);
+            std::fflush(stderr);
+        } else {
+            written = g_file.EndRecord(text.Data(), text.Size());
+        }
         line.End();
         CLogLock lock;
+        // The file refused the line, which went to standard error: the
+        // stream is closed, so that the next write tries the file again
+        // (unless another thread closed it meanwhile).
+        if (!written && g_stream == stream)
+            CloseStream();
         CheckSizeAndRotate();
     } catch (...) {
     }

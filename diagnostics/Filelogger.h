@@ -32,26 +32,59 @@ VSK_DECLARE_UNIT(Filelogger)
 /// running child never keeps the file from being renamed. Lines end with
 /// "\n", which the text stream writes as CR LF.
 ///
+/// A full disk loses nothing and tears nothing. The file takes a record
+/// whole or not at all; a record is the text written since the last line
+/// ended: what FileLogger_Put wrote, then the line of FileLogger_PutLine
+/// that ends it (a failure report is one). When a write or a flush fails,
+/// the part of the record that did reach the file is cut off again, so the
+/// file holds whole lines only; the record goes to standard error, whole and
+/// once, as lines go there while the file cannot be opened; and the stream
+/// is closed, so that the next write opens the file again and, once there is
+/// space, the file takes lines again. Nothing is kept back to be written
+/// later after another line. A rotation onto a full disk renames the files
+/// as always; the new file's lines go to standard error until it takes them.
+///
+/// Example (a full disk, a record of three calls):
+///   FileLogger_PutTimestamp();
+///   FileLogger_Put("%s(%d): %s: ", "a.cpp", 7, "Save");
+///   FileLogger_PutLine("disk full");
+///   // standard error: "2026-11-22 14:23:32.045 a.cpp(7): Save: disk full\n"
+///   // the file: as before the record
+///
+/// Text of FileLogger_Put waits in the stream's buffer for the line that
+/// ends its record, and the log keeps a copy for standard error; a record
+/// that passes 64 KiB before its line is flushed as it stands, and a later
+/// failure sends only what follows. The cut assumes this process is the
+/// file's only writer: lines that another process appended since this
+/// process's last line would be cut with it. Only a file on a disk is cut;
+/// what reached a pipe or device given as the log stays there.
+///
 /// Errors: none of these functions reports a failure to write; exceptions
 /// inside FileLogger_Put and FileLogger_PutLine are caught there.
 ///
 /// Thread safety: any thread may call any function. One re-entrant critical
 /// section guards the state. FileLogger_Put holds it across its output;
 /// FileLogger_PutLine takes it only to find the stream and for the size check,
-/// so its text may interleave with other threads' output (no bytes are lost:
-/// the stream is not closed while a line is being written to it).
-/// FileLogger_Dump keeps its lines together.
+/// and writes its line whole in one write (under the stream's own lock), so
+/// its line may interleave with other threads' output only between whole
+/// writes: text that another thread's FileLogger_Put wrote meanwhile comes
+/// before it. No bytes are lost: the stream is not closed while a line is
+/// being written to it. FileLogger_Dump keeps its lines together.
 extern "C" {
 
 /// Switches the entry/exit trace of AutoFuncNameLogger (VskDebug.h); false at
 /// load. Read without synchronisation.
 VSK_API extern bool _FileLogger_IsAutoFuncNameLogger;
 
-/// Writes the formatted text (vfprintf); no newline, no flush, no size check.
+/// Writes the formatted text (vfprintf); no newline, no flush (until the
+/// record passes 64 KiB), no size check. When the file refuses the text, the
+/// record so far goes to standard error and the stream is closed.
 VSK_API void FileLogger_Put(const char* format, ...) __attribute__((format(ms_printf, 1, 2)));
 
 /// Writes the formatted text and "\n", flushes, then checks the size and
-/// rotates the file when it has reached the limit.
+/// rotates the file when it has reached the limit. When the file cannot take
+/// the line, the record it ends goes whole to standard error and the stream
+/// is closed (see above).
 VSK_API void FileLogger_PutLine(const char* format, ...) __attribute__((format(ms_printf, 1, 2)));
 
 /// Writes the local time as "YYYY-MM-DD hh:mm:ss.mmm " (note the blank).

@@ -50,6 +50,21 @@ TEST_F(CLogTest, PutWritesNoNewlineAndDoesNotFlush) {
     EXPECT_EQ(ReadFileBytes(log), "abcd\r\n");
 }
 
+// The log keeps a copy of the record that Put begins, for standard error
+// should the file refuse it; past 64 KiB it stops keeping and flushes the
+// record as it stands.
+TEST_F(CLogTest, PutTextThatNoLineEndsIsFlushedAsItStandsOncePast64KiB) {
+    const std::string log = UseLog();
+    const std::string piece(1000, 'p');
+    for (int i = 0; i < 65; ++i)
+        FileLogger_Put("%s", piece.c_str());
+    EXPECT_LT(ReadOrMissing(log).size(), 65000u) << "up to 64 KiB the text waits, its end in the stream's buffer";
+    FileLogger_Put("%s", piece.c_str());
+    EXPECT_EQ(66000u, ReadOrMissing(log).size()) << "past 64 KiB it is flushed";
+    FileLogger_PutLine("end");
+    EXPECT_EQ(std::string(66000, 'p') + "end\r\n", ReadOrMissing(log));
+}
+
 TEST_F(CLogTest, NothingIsWrittenBeyondWhatCallersFormat) {
     const std::string log = UseLog();
     FileLogger_PutLine("%s", "");
