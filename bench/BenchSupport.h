@@ -113,7 +113,7 @@ inline void ReportAgainstBound(const char* name, double librarySeconds, const ch
                 librarySeconds / units * 1e9, boundSeconds / units * 1e9, unit, cost, kBoundGoal,
                 Verdict(cost <= kBoundGoal));
     char meaning[96];
-    std::snprintf(meaning, sizeof meaning, "ns a %s: the bound of the line above, measured alone", unit);
+    std::snprintf(meaning, sizeof meaning, "ns a %s: the bound, measured alone in the same run", unit);
     PrintMeasure(boundName, boundSeconds / units * 1e9, meaning);
     PrintResult(name, cost, "<= 1.05x the bound (within 5%)", cost <= kBoundGoal);
 }

@@ -114,9 +114,9 @@ void FormatShortLine() {
     });
     PrintMeasure("Format(\"%s=%d\") vs snprintf into std::string", snprintfBaseline / library,
                  "speed ratio; different work: the toolchain's own formatter, not the C runtime's");
-    PrintMeasure("Format(\"%s=%d\") vs msvcrt _snprintf into std::string", msvcrtBaseline / library,
+    PrintMeasure("Format(\"%s=%d\") vs C runtime _snprintf into std::string", msvcrtBaseline / library,
                  "speed ratio against the C runtime's formatter writing into a standard string");
-    PrintMeasure("msvcrt _snprintf vs snprintf, both into std::string", snprintfBaseline / msvcrtBaseline,
+    PrintMeasure("C runtime _snprintf vs snprintf, both into std::string", snprintfBaseline / msvcrtBaseline,
                  "speed ratio: the most Format could reach against snprintf");
 }
 
