@@ -29,7 +29,7 @@ void MatchOneKib(const char* name, const char* pattern, const std::string& bytes
         std::printf("%s: pattern does not compile\n", name);
         return;
     }
-    constexpr int kMatches = 20000;
+    const int kMatches = vskbench::Count(20000);
     auto libraryRound = [&] {
         for (int i = 0; i < kMatches; ++i) {
             g_sink += reg.Match(text) ? 1 : 0;
@@ -43,12 +43,8 @@ void MatchOneKib(const char* name, const char* pattern, const std::string& bytes
         }
     };
     // Rounds alternate, so that both sides see the same machine load.
-    double library = 1e30;
-    double baseline = 1e30;
-    for (int round = 0; round < 9; ++round) {
-        library = std::min(library, BestSeconds(1, libraryRound));
-        baseline = std::min(baseline, BestSeconds(1, baselineRound));
-    }
+    double library = 0, baseline = 0;
+    vskbench::BestSecondsAlternating(9, libraryRound, baselineRound, library, baseline);
     regfree(&direct);
     Report(name, library / kMatches, baseline / kMatches, 1.0 / 1.2, ">= 0.83x");
 }
@@ -91,7 +87,7 @@ void DashedLine() {
     };
     double library = 1e30;
     double baseline = 1e30;
-    for (int round = 0; round < 9; ++round) {
+    for (int round = 0; round < vskbench::Rounds(9); ++round) {
         library = std::min(library, BestSeconds(3, libraryRound));
         baseline = std::min(baseline, BestSeconds(3, baselineRound));
     }
@@ -107,7 +103,7 @@ void DashedLine() {
 
 // 10,000 items of mixed single- and double-byte text.
 void ListBoxExtent() {
-    constexpr int kItems = 10000;
+    const int kItems = vskbench::Count(10000);
     Controls::TWinControl form(nullptr);
     Stdctrls::TCustomListBox box(form.Handle);
     SendMessageA(box.Handle, WM_SETREDRAW, FALSE, 0);
@@ -148,7 +144,7 @@ void ListBoxExtent() {
     double library = 1e30;
     double fromListBox = 1e30;
     double fromMemory = 1e30;
-    for (int round = 0; round < 5; ++round) {
+    for (int round = 0; round < vskbench::Rounds(5); ++round) {
         library = std::min(library, BestSeconds(1, libraryRound));
         fromListBox = std::min(fromListBox, BestSeconds(1, fromListBoxRound));
         fromMemory = std::min(fromMemory, BestSeconds(1, fromMemoryRound));
@@ -177,5 +173,5 @@ int main() {
     std::string miss = letters;
     miss.back() = '!';
     MatchOneKib("CReg::Match 1 KiB, no match '.*z!q' vs regexec", ".*z!q", miss);
-    return 0;
+    return vskbench::Finish(0);
 }

@@ -20,7 +20,7 @@ __attribute__((noinline)) void Body(void*) { g_counter = g_counter + 1; }
 } // namespace
 
 int main() {
-    constexpr int kCalls = 1000000;
+    const int kCalls = vskbench::Count(1000000);
     CNoOutput out;
     void (*volatile body)(void*) = Body;
     const double guarded = vskbench::BestSeconds(7, [&] {
@@ -34,7 +34,7 @@ int main() {
     const double perCallNs = guarded / kCalls * 1e9;
     const double plainNs = plain / kCalls * 1e9;
     std::printf("guard enter+leave: %.1f ns a call, plain call %.1f ns, guard/plain %.2fx; goal under 100 ns: %s\n",
-                perCallNs, plainNs, perCallNs / plainNs, perCallNs < 100.0 ? "met" : "NOT MET");
+                perCallNs, plainNs, perCallNs / plainNs, vskbench::Verdict(perCallNs < 100.0));
     vskbench::PrintResult("guard enter+leave, ns a call", perCallNs, "< 100 ns", perCallNs < 100.0);
-    return 0;
+    return vskbench::Finish(0);
 }

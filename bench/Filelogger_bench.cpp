@@ -72,7 +72,7 @@ double LoggerLinesPerSecond(const std::string& path, int lines, unsigned int lim
 } // namespace
 
 int main(int argc, char** argv) {
-    const int lines = argc > 1 ? std::atoi(argv[1]) : 100000;
+    const int lines = argc > 1 ? std::atoi(argv[1]) : vskbench::Count(100000);
     const std::string folder = MakeFolder();
     const std::string path = folder + "\\bench.log";
     static_assert(sizeof "0123456789 the quick brown fox jumps over the lazy dog 01234" == 61, "a 60-byte line");
@@ -80,7 +80,7 @@ int main(int argc, char** argv) {
     // Rounds alternate between the cases, and each case keeps its best round,
     // so that a busy moment of the machine does not decide a ratio.
     double baseline = 0, logger = 0, rotating = 0;
-    for (int round = 0; round < 3; ++round) {
+    for (int round = 0; round < vskbench::Rounds(3); ++round) {
         baseline = std::max(baseline, BaselineLinesPerSecond(path, lines));
         logger = std::max(logger, LoggerLinesPerSecond(path, lines, 1024 * 1024));
         rotating = std::max(rotating, LoggerLinesPerSecond(path, lines, 1024));
@@ -91,12 +91,12 @@ int main(int argc, char** argv) {
     const double bytesPerLine = 62.0; // 60 bytes, CR LF
     std::printf("lines per round: %d (%.1f MiB)\n", lines, lines * bytesPerLine / 1048576.0);
     std::printf("fprintf + fflush (baseline):        %10.0f lines/s\n", baseline);
-    std::printf("FileLogger_PutLine, no rotation:    %10.0f lines/s  ratio %.2f (goal >= 0.80)\n", logger,
-                logger / baseline);
-    std::printf("FileLogger_PutLine, rotation 1 MiB: %10.0f lines/s  ratio %.2f against no rotation (goal >= 0.70)\n",
-                rotating, rotating / logger);
+    std::printf("FileLogger_PutLine, no rotation:    %10.0f lines/s  ratio %.2f (goal >= 0.80): %s\n", logger,
+                logger / baseline, vskbench::Verdict(logger / baseline >= 0.80));
+    std::printf("FileLogger_PutLine, rotation 1 MiB: %10.0f lines/s  ratio %.2f against no rotation (goal >= 0.70): %s\n",
+                rotating, rotating / logger, vskbench::Verdict(rotating / logger >= 0.70));
     vskbench::PrintResult("FileLogger_PutLine vs fprintf + fflush", logger / baseline, ">= 0.80x", logger / baseline >= 0.80);
     vskbench::PrintResult("FileLogger_PutLine, rotation 1 MiB vs no rotation", rotating / logger, ">= 0.70x",
                           rotating / logger >= 0.70);
-    return 0;
+    return vskbench::Finish(0);
 }

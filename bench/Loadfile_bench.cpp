@@ -1,7 +1,8 @@
 // Loadfile_bench.cpp - CVskStr::LoadFromFile of a 64 MiB file against one
-// ReadFile of the same file into a buffer allocated beforehand, measured in
-// one run; also against the same steps written by hand with std::string, and
-// into a string that already has the file's size. Speed ratio = baseline time / library time (above 1: library
+// ReadFile of the same file into fresh memory, measured in one run; also
+// against the same steps written by hand with std::string, and into a string
+// that already has the file's size. A fresh string against one ReadFile into
+// memory touched beforehand is printed as a figure without a goal. Speed ratio = baseline time / library time (above 1: library
 // faster); "within 1.3x" means at least 0.77.
 #include "bench/BenchSupport.h"
 #include "foundation/Vskstr.h"
@@ -13,10 +14,9 @@
 
 namespace {
 
-using vskbench::BestSeconds;
 using vskbench::Report;
 
-constexpr DWORD kFileSize = 64u << 20;
+const DWORD kFileSize = static_cast<DWORD>(vskbench::Count(64 << 20));
 volatile unsigned g_sink = 0;
 
 std::string TempFile(const char* name) {
@@ -51,12 +51,8 @@ void ReadWhole(const std::string& path, char* buffer) {
 // Rounds alternate between the two sides, so both see the same machine load.
 template <typename Library, typename Baseline>
 void Compare(const char* name, int rounds, Library library, Baseline baseline) {
-    double libraryBest = 1e30;
-    double baselineBest = 1e30;
-    for (int round = 0; round < rounds; ++round) {
-        libraryBest = std::min(libraryBest, BestSeconds(1, library));
-        baselineBest = std::min(baselineBest, BestSeconds(1, baseline));
-    }
+    double libraryBest = 0, baselineBest = 0;
+    vskbench::BestSecondsAlternating(rounds, library, baseline, libraryBest, baselineBest);
     Report(name, libraryBest, baselineBest, 1.0 / 1.3, ">= 0.77x");
 }
 
@@ -70,15 +66,24 @@ int main() {
     }
     std::vector<char> buffer(kFileSize); // allocated and touched before timing
 
-    // The usual use: a fresh string per load (allocation and page faults
-    // included on the library side only).
-    Compare("LoadFromFile 64 MiB into a fresh string vs one ReadFile", 7,
+    // The usual use: a fresh string per load. A figure without a goal: the
+    // two sides do different work, since the library's side alone allocates
+    // its memory and takes the first touch of every page, which on some
+    // machines costs more than the read itself.
+    {
+        double library = 0, touched = 0;
+        vskbench::BestSecondsAlternating(
+            7,
             [&] {
                 vskstr::CVskStr text;
                 text.LoadFromFile(path.c_str());
                 g_sink += static_cast<unsigned char>(text.c_str()[kFileSize / 2]);
             },
-            [&] { ReadWhole(path, buffer.data()); });
+            [&] { ReadWhole(path, buffer.data()); }, library, touched);
+        vskbench::PrintMeasure("LoadFromFile 64 MiB into a fresh string vs one ReadFile into touched memory",
+                               touched / library,
+                               "speed ratio; different work: only the library allocates and first touches memory");
+    }
 
     // Both sides get fresh memory: the baseline allocates its buffer in the
     // timed part too. On a virtual machine whose page faults are slow (12 to
@@ -121,5 +126,5 @@ int main() {
             [&] { ReadWhole(path, buffer.data()); });
 
     DeleteFileA(path.c_str());
-    return 0;
+    return vskbench::Finish(0);
 }

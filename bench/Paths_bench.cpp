@@ -16,7 +16,7 @@ using vskbench::Report;
 
 volatile int g_sink = 0;
 
-constexpr int kCalls = 20000;
+const int kCalls = vskbench::Count(20000);
 constexpr int kRounds = 7;
 constexpr double kGoal = 1.0 / 3.0;
 const char* const kGoalText = "within 3x";
@@ -172,5 +172,5 @@ int main() {
                        same(vsk::MakeFullPath(vfolder, vrel), BaseFullPath(folder, rel)) &&
                        same(vsk::MakeRelPath(vfolder, vtarget), BaseRelPath(folder, target));
     std::printf("baselines give the library's results: %s\n", agree ? "yes" : "NO");
-    return agree ? 0 : 1;
+    return vskbench::Finish(agree ? 0 : 1);
 }

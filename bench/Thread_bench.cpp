@@ -57,14 +57,14 @@ double RawSeconds(int threads) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const int threads = argc > 1 ? std::atoi(argv[1]) : 200;
+    const int threads = argc > 1 ? std::atoi(argv[1]) : vskbench::Count(200);
     // Both warm up once (first thread start-up costs of the runtime).
-    RawSeconds(10);
-    CThreadSeconds(10);
+    RawSeconds(vskbench::Count(10));
+    CThreadSeconds(vskbench::Count(10));
     const double raw = RawSeconds(threads);
     const double library = CThreadSeconds(threads);
-    std::printf("%d threads per round, best of 5\n", threads);
+    std::printf("%d threads per round, best of %d\n", threads, vskbench::Rounds(5));
     vskbench::Report("CThread create+run+wait vs _beginthreadex+wait", library / threads, raw / threads, 1 / 1.3,
                      "within 1.3x");
-    return 0;
+    return vskbench::Finish(0);
 }

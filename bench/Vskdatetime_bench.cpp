@@ -11,7 +11,6 @@
 
 namespace {
 
-using vskbench::BestSeconds;
 using vskbench::Report;
 
 volatile int g_sink = 0;
@@ -20,12 +19,8 @@ template <typename Library, typename Baseline>
 void Compare(const char* name, int count, Library libraryRound, Baseline baselineRound, double goal,
              const char* goalText) {
     // Rounds alternate, so that both sides see the same machine load.
-    double library = 1e30;
-    double baseline = 1e30;
-    for (int round = 0; round < 7; ++round) {
-        library = std::min(library, BestSeconds(1, libraryRound));
-        baseline = std::min(baseline, BestSeconds(1, baselineRound));
-    }
+    double library = 0, baseline = 0;
+    vskbench::BestSecondsAlternating(7, libraryRound, baselineRound, library, baseline);
     Report(name, library / count, baseline / count, goal, goalText);
 }
 
@@ -33,7 +28,7 @@ void FormatAgainstStrftime() {
     // A fixed zone, so both sides convert the same way.
     _putenv("TZ=JST-9");
     _tzset();
-    constexpr int kCount = 20000;
+    const int kCount = vskbench::Count(20000);
     const long first = 1173053047L; // 2007-03-05 09:04:07 JST
     const vskstr::CVskStr pattern("YYYY/MM/DD hh:mm:ss (ddd)");
     // Same text on both sides, checked once.
@@ -70,5 +65,5 @@ void FormatAgainstStrftime() {
 
 int main() {
     FormatAgainstStrftime();
-    return 0;
+    return vskbench::Finish(0);
 }

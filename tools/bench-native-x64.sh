@@ -41,7 +41,7 @@ for src in "${units[@]}" "$out/UnitCounters.cpp"; do
     objects+=("$obj")
 done
 for bench in "${benches[@]}"; do
-    "$cxx" "${flags[@]}" -static -o "$out/$bench.exe" "$root/bench/$bench.cpp" "${objects[@]}" -lgdi32
+    "$cxx" "${flags[@]}" -static -o "$out/$bench.exe" "$root/bench/$bench.cpp" "${objects[@]}" -lgdi32 -lpsapi
 done
 
 # A private prefix and display; both go when the script ends.
