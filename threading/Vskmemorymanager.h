@@ -99,8 +99,8 @@ private:
     unsigned int m_chunkSize;
     std::set<void*> m_handedOut;
     // The address that free() took back last, known to be in m_handedOut:
-    // alloc() hands it out again (blocks are reused last freed first)
-    // without a second walk of the tree.
+    // alloc() hands it out again (blocks are reused last freed first), and
+    // free() takes it back again, without a second walk of the tree.
     void* m_lastFreed;
 };
 
