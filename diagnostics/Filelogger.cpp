@@ -85,20 +85,23 @@ public:
 
     void Begin() {
         ++g_writers;
-        ++t_linesWriting;
-        m_counted = true;
+        // The thread's own variable is found once: each lookup of a
+        // thread-local variable is a call on this platform.
+        m_threadShare = &t_linesWriting;
+        ++*m_threadShare;
     }
     // Lowers the count once, however often it is called.
     void End() {
-        if (!m_counted)
+        if (!m_threadShare)
             return;
-        m_counted = false;
-        --t_linesWriting;
+        --*m_threadShare;
+        m_threadShare = nullptr;
         --g_writers;
     }
 
 private:
-    bool m_counted = false;
+    // The calling thread's t_linesWriting while the line is counted.
+    int* m_threadShare = nullptr;
 };
 
 // The hold on the module's lock. Outside the unit's lifetime (before its

@@ -10,6 +10,7 @@
 #include <exception>
 #include <mutex>
 #include <stdexcept>
+#include <vector>
 
 namespace vsk::bcb {
 namespace {
@@ -239,16 +240,31 @@ HWND ListBoxWindowOrThrow(Stdctrls::TCustomListBox* listBox) {
     return listBox->Handle;
 }
 
-// The widest item text of the list box in pixels; 0 without items.
+// The widest item text of the list box in pixels; 0 without items. The
+// texts are read straight from the window into one buffer that grows to the
+// longest of them: no string is made per item, and the buffer's size comes
+// from the item's length in UTF-16 units, which the window knows without
+// converting the text (no code page needs more than 4 bytes per unit).
 int WidestItemText(Stdctrls::TCustomListBox* listBox) {
     HDC dc = listBox->Canvas->Handle;
-    Stdctrls::TListBoxStrings* items = listBox->Items;
-    const int count = items->Count;
+    HWND window = listBox->Handle;
+    const int count = listBox->Items->Count;
+    constexpr LRESULT kBytesPerUnit = 4;
+    std::vector<char> text(256);
     int widest = 0;
     for (int i = 0; i < count; ++i) {
-        const System::AnsiString text = items->Strings[i];
+        const LRESULT units = SendMessageW(window, LB_GETTEXTLEN, static_cast<WPARAM>(i), 0);
+        if (units < 0)
+            throw Sysutils::Exception("list index out of bounds");
+        if (static_cast<std::size_t>(units * kBytesPerUnit) >= text.size())
+            text.resize(static_cast<std::size_t>(units * kBytesPerUnit) + 1);
+        const LRESULT length =
+            units == 0 ? 0
+                       : SendMessageA(window, LB_GETTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text.data()));
+        if (length < 0)
+            throw Sysutils::Exception("list index out of bounds");
         SIZE size;
-        if (GetTextExtentPoint32A(dc, text.c_str(), text.Length(), &size) && size.cx > widest)
+        if (GetTextExtentPoint32A(dc, text.data(), static_cast<int>(length), &size) && size.cx > widest)
             widest = size.cx;
     }
     return widest;

@@ -98,6 +98,10 @@ private:
     unsigned int m_blockSize;
     unsigned int m_chunkSize;
     std::set<void*> m_handedOut;
+    // The address that free() took back last, known to be in m_handedOut:
+    // alloc() hands it out again (blocks are reused last freed first), and
+    // free() takes it back again, without a second walk of the tree.
+    void* m_lastFreed;
 };
 
 namespace detail {

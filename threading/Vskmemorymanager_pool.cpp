@@ -42,7 +42,8 @@ namespace vsk {
 CMemoryManagerIF::~CMemoryManagerIF() = default;
 
 CMemoryManagerPool::CMemoryManagerPool(unsigned int blockSize, unsigned int chunkSize, bool align)
-    : m_freeHead(nullptr), m_blockSize(align ? (blockSize + 3) & ~3u : blockSize), m_chunkSize(chunkSize) {
+    : m_freeHead(nullptr), m_blockSize(align ? (blockSize + 3) & ~3u : blockSize), m_chunkSize(chunkSize),
+      m_lastFreed(nullptr) {
     // Checked before rounding: the caller asked for less than a link's room.
     if (blockSize < 4)
         Fatal(kSmallBlockText);
@@ -56,6 +57,10 @@ void* CMemoryManagerPool::alloc(unsigned int size) {
     void* block = m_freeHead;
     if (block) {
         m_freeHead = NextOf(block);
+        // The block freed last was found in the handed-out set then, and the
+        // set never loses an address: inserting it again would change nothing.
+        if (block == m_lastFreed)
+            return block;
     } else {
         block = TakeChunk();
         if (!block)
@@ -91,7 +96,8 @@ void* CMemoryManagerPool::TakeChunk() {
 void CMemoryManagerPool::free(void* p) {
     if (!p)
         return;
-    if (m_handedOut.find(p) == m_handedOut.end())
+    // The address taken back last is in the set already (see alloc).
+    if (p != m_lastFreed && m_handedOut.find(p) == m_handedOut.end())
         Fatal(kForeignAddressText);
 #ifndef NDEBUG
     // A debug build catches the second free of the block freed last: it
@@ -102,6 +108,7 @@ void CMemoryManagerPool::free(void* p) {
 #endif
     SetNext(p, m_freeHead);
     m_freeHead = p;
+    m_lastFreed = p;
 }
 
 } // namespace vsk

@@ -443,6 +443,28 @@ TEST(SetHorizontalExtentAuto, DoubleByteItemsGiveTheWidestTextExtent) {
     EXPECT_EQ(ExtentOf(box.Handle), widest);
 }
 
+// Tabs, double-byte characters, empty items and an item longer than the
+// first buffer: every text is measured as the list box holds it, each with
+// its own length (a short item after a long one is not measured with the
+// long one's bytes behind it).
+TEST(SetHorizontalExtentAuto, TabsDoubleByteAndLongItemsGiveTheWidestTextExtent) {
+    std::string longDoubleByte;
+    for (int i = 0; i < 200; ++i)
+        longDoubleByte += "表";
+    const std::vector<std::vector<std::string>> cases = {
+        {"", "a\tb", "表\t示\tｱ", longDoubleByte, "x", ""},
+        {std::string(300, 'i'), "W\t表", "", "ソ\t\t\tz"},
+    };
+    for (const std::vector<std::string>& items : cases) {
+        Controls::TWinControl form(nullptr);
+        Stdctrls::TCustomListBox box(form.Handle);
+        for (const std::string& t : items)
+            box.Items->Add(t.c_str());
+        vsk::bcb::SetHorizontalExtentAuto(&box);
+        EXPECT_EQ(ExtentOf(box.Handle), WidestWithFontOf(box.Handle, items)) << items[1];
+    }
+}
+
 TEST(SetHorizontalExtentAuto, CheckListBoxAddsTwentyForTheCheckBox) {
     Controls::TWinControl form(nullptr);
     Checklst::TCheckListBox box(form.Handle);

@@ -136,6 +136,13 @@ TEST(CMemoryManagerPoolFatal, FreeOfAnotherPoolsBlockEndsTheProcess) {
     ExpectFatalBox(RunChild("foreign-other-pool"), kForeignAddressText);
 }
 
+// The block freed last comes back from alloc without a second walk of the
+// handed-out set; the set must still refuse a block of the same chunk that
+// alloc never handed out.
+TEST(CMemoryManagerPoolFatal, FreeOfANeverHandedOutBlockAfterAReuseEndsTheProcess) {
+    ExpectFatalBox(RunChild("foreign-fresh-after-reuse"), kForeignAddressText);
+}
+
 // ---- a second free ----------------------------------------------------------
 
 TEST(CMemoryManagerPoolFatal, DebugBuildSecondFreeOfTheBlockFreedLastEndsTheProcess) {

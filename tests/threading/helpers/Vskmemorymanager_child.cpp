@@ -12,6 +12,8 @@
 //   double-free                     frees the same block twice in a row
 //   double-free-between             frees a block, another block, then the first again
 //   free-alloc-free                 frees a block, gets it back from alloc, frees it again (no misuse)
+//   foreign-fresh-after-reuse       frees a block, gets it back from alloc, then frees the
+//                                   chunk's next block, which alloc never handed out
 //   control                         allocates and frees one block properly
 #include "threading/Vskmemorymanager.h"
 
@@ -57,6 +59,12 @@ int Foreign(const char* which) {
             return 4;
         pool.free(block);
         return 0;
+    } else if (std::strcmp(which, "foreign-fresh-after-reuse") == 0) {
+        auto* block = static_cast<char*>(pool.alloc(16));
+        pool.free(block);
+        if (pool.alloc(16) != block)
+            return 4;
+        pool.free(block + 16);
     } else if (std::strcmp(which, "control") == 0) {
         pool.free(pool.alloc(16));
         return 0;
