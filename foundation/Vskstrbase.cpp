@@ -55,6 +55,20 @@ const T* FindUnit(const T* text, const T* pattern) {
     }
 }
 
+// The first NUL among the first `n` units of `s`, or nullptr. Searched in
+// place, a word at a time for bytes: the C runtime's search costs more than
+// the whole rest of taking a short piece.
+template <typename T>
+const T* FirstNul(const T* s, std::size_t n) {
+    if constexpr (sizeof(T) == 1) {
+        const std::size_t i = vsk::detail::CMbcsCursor::FindNul(reinterpret_cast<const char*>(s), n);
+        return i < n ? s + i : nullptr;
+    } else {
+        const T* nul = std::find(s, s + n, T());
+        return nul < s + n ? nul : nullptr;
+    }
+}
+
 } // namespace
 
 template <typename T>
@@ -165,16 +179,27 @@ CVskStrBase<T>& CVskStrBase<T>::SubStr(int start, int len) {
     if (m_buffer->GetRefCount() > 1) {
         // A private copy would hold the units before the first NUL: the
         // range is taken from those directly, without copying the rest first.
+        // Only the units up to the range's end are searched for a NUL, so a
+        // short piece of a long text costs what the piece costs.
         const T* view = c_str();
-        const int viewLength = CStringLength(view);
-        Buffer* own = new Buffer();
-        try {
-            if (start < viewLength)
-                own->Text().assign(view + start, static_cast<std::size_t>(std::min(len, viewLength - start)));
-            own->Text().resize(static_cast<std::size_t>(len), T());
-        } catch (...) {
-            own->Release();
-            throw;
+        const std::size_t rangeEnd = static_cast<std::size_t>(start) + static_cast<std::size_t>(len);
+        const std::size_t searched = std::min(rangeEnd, static_cast<std::size_t>(Length()));
+        const T* nul = FirstNul(view, searched);
+        Buffer* own;
+        if (!nul && rangeEnd <= static_cast<std::size_t>(Length())) {
+            own = new Buffer(view + start, static_cast<std::size_t>(len)); // the usual case: all units visible
+        } else {
+            // The range runs onto the (first) NUL: the units before it, then NULs.
+            const int viewLength = nul ? static_cast<int>(nul - view) : Length();
+            own = new Buffer();
+            try {
+                if (start < viewLength)
+                    own->Text().assign(view + start, static_cast<std::size_t>(std::min(len, viewLength - start)));
+                own->Text().resize(static_cast<std::size_t>(len), T());
+            } catch (...) {
+                own->Release();
+                throw;
+            }
         }
         m_buffer->Unshare();
         m_buffer = own;
