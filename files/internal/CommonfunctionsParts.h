@@ -33,7 +33,7 @@ inline const unsigned char* PathBytes(const char* s) { return reinterpret_cast<c
 /// How many of the first `length` bytes come before the first NUL: the
 /// C-string view, where the string's searches stop.
 inline int VisibleLength(const char* s, int length) {
-    return static_cast<int>(CMbcsCursor().FindFirstOrNul(s, 0, static_cast<std::size_t>(length), 0));
+    return static_cast<int>(CMbcsCursor::FindNul(s, static_cast<std::size_t>(length)));
 }
 
 /// The bytes of a result. Up to 520 stay on the stack, so that making the
