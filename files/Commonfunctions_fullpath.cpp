@@ -19,6 +19,7 @@ using vsk::detail::CPathBuilder;
 using vsk::detail::CPathMarks;
 using vsk::detail::PathBytes;
 using vsk::detail::PathMarks;
+using vsk::detail::SameBytes;
 using vsk::detail::VisibleLength;
 using vskstr::CVskStr;
 
@@ -175,9 +176,13 @@ public:
 
     bool Next(CSpan& component) {
         while (m_pos < m_length) {
-            int p = m_pos < m_end ? NextMark(m_s, m_pos, m_end, m_separator) : -1;
-            if (p < 0)
-                p = m_length;
+            // The cursor is kept, so that the lead-byte table is looked up
+            // once for the whole list.
+            std::size_t found = CMbcsCursor::kNone;
+            if (m_pos < m_end)
+                found = m_cursor.FindFirst(m_s, static_cast<std::size_t>(m_pos), static_cast<std::size_t>(m_end),
+                                           m_separator);
+            const int p = found == CMbcsCursor::kNone ? m_length : static_cast<int>(found);
             const int start = m_pos;
             m_pos = p + 1;
             if (p > start) {
@@ -190,6 +195,7 @@ public:
     }
 
 private:
+    const CMbcsCursor m_cursor;
     const char* m_s;
     int m_pos;
     int m_end;
@@ -246,9 +252,9 @@ bool Matches(CSpan a, CSpan b) {
         return true;
     const int aVisible = VisibleLength(a.data, a.length);
     const int bVisible = VisibleLength(b.data, b.length);
-    if (aVisible == bVisible && std::memcmp(a.data, b.data, bVisible) == 0)
+    if (aVisible == bVisible && SameBytes(a.data, b.data, bVisible))
         return true;
-    if (bVisible == bLength && bVisible < aVisible && std::memcmp(a.data, b.data, bVisible) == 0 &&
+    if (bVisible == bLength && bVisible < aVisible && SameBytes(a.data, b.data, bVisible) &&
         !HasLeadByte(b))
         return true;
     if (vsk::detail::LeadBytes().lowBytesAreSingle && IsPlain(a.data, aVisible) && IsPlain(b.data, bVisible))
