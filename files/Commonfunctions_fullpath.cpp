@@ -32,7 +32,8 @@ int NextMark(const char* s, int from, int end, unsigned char mark) {
     return found == CMbcsCursor::kNone ? -1 : static_cast<int>(found);
 }
 
-// A run of bytes inside a text.
+// A run of bytes inside a text: `length` bytes before the text's first NUL
+// (its C-string view), then `nuls` more.
 struct CSpan {
     const char* data;
     int length;
@@ -250,8 +251,8 @@ bool Matches(CSpan a, CSpan b) {
     const int bLength = b.length + b.nuls;
     if (bLength == 0)
         return true;
-    const int aVisible = VisibleLength(a.data, a.length);
-    const int bVisible = VisibleLength(b.data, b.length);
+    const int aVisible = a.length;
+    const int bVisible = b.length;
     if (aVisible == bVisible && SameBytes(a.data, b.data, bVisible))
         return true;
     if (bVisible == bLength && bVisible < aVisible && SameBytes(a.data, b.data, bVisible) &&
@@ -266,6 +267,12 @@ bool Matches(CSpan a, CSpan b) {
     bText.Append(b.data, bVisible);
     bText.Append('\0');
     return vsk::detail::MbsNICmp(aText.Data(), bText.Data(), bLength) == 0;
+}
+
+// A built text as a span: a root may hold NUL bytes.
+CSpan SpanOf(const CPathBuilder& text) {
+    const int visible = VisibleLength(text.Data(), text.Size());
+    return {text.Data(), visible, text.Size() - visible};
 }
 
 // A component, its NUL bytes included, followed by a separator.
@@ -383,7 +390,7 @@ CVskStr RelPath(const CVskStr& base, const CVskStr& path, const CPathMarks& m) {
     AppendRoot(pathRootText, turnedPath, pathRoot, m.separator);
     // Different drives or shares have no relative form. An empty root (no
     // root at all) matches every root.
-    if (!Matches({baseRootText.Data(), baseRootText.Size()}, {pathRootText.Data(), pathRootText.Size()}))
+    if (!Matches(SpanOf(baseRootText), SpanOf(pathRootText)))
         return turnedPath.Str();
 
     // Leave out the components both start with; the base's other components
