@@ -19,6 +19,7 @@ using vsk::detail::CPathBuilder;
 using vsk::detail::CPathMarks;
 using vsk::detail::PathBytes;
 using vsk::detail::PathMarks;
+using vsk::detail::SameBytes;
 using vsk::detail::VisibleLength;
 using vskstr::CVskStr;
 
@@ -31,7 +32,8 @@ int NextMark(const char* s, int from, int end, unsigned char mark) {
     return found == CMbcsCursor::kNone ? -1 : static_cast<int>(found);
 }
 
-// A run of bytes inside a text.
+// A run of bytes inside a text: `length` bytes before the text's first NUL
+// (its C-string view), then `nuls` more.
 struct CSpan {
     const char* data;
     int length;
@@ -175,9 +177,13 @@ public:
 
     bool Next(CSpan& component) {
         while (m_pos < m_length) {
-            int p = m_pos < m_end ? NextMark(m_s, m_pos, m_end, m_separator) : -1;
-            if (p < 0)
-                p = m_length;
+            // The cursor is kept, so that the lead-byte table is looked up
+            // once for the whole list.
+            std::size_t found = CMbcsCursor::kNone;
+            if (m_pos < m_end)
+                found = m_cursor.FindFirst(m_s, static_cast<std::size_t>(m_pos), static_cast<std::size_t>(m_end),
+                                           m_separator);
+            const int p = found == CMbcsCursor::kNone ? m_length : static_cast<int>(found);
             const int start = m_pos;
             m_pos = p + 1;
             if (p > start) {
@@ -190,6 +196,7 @@ public:
     }
 
 private:
+    const CMbcsCursor m_cursor;
     const char* m_s;
     int m_pos;
     int m_end;
@@ -244,11 +251,11 @@ bool Matches(CSpan a, CSpan b) {
     const int bLength = b.length + b.nuls;
     if (bLength == 0)
         return true;
-    const int aVisible = VisibleLength(a.data, a.length);
-    const int bVisible = VisibleLength(b.data, b.length);
-    if (aVisible == bVisible && std::memcmp(a.data, b.data, bVisible) == 0)
+    const int aVisible = a.length;
+    const int bVisible = b.length;
+    if (aVisible == bVisible && SameBytes(a.data, b.data, bVisible))
         return true;
-    if (bVisible == bLength && bVisible < aVisible && std::memcmp(a.data, b.data, bVisible) == 0 &&
+    if (bVisible == bLength && bVisible < aVisible && SameBytes(a.data, b.data, bVisible) &&
         !HasLeadByte(b))
         return true;
     if (vsk::detail::LeadBytes().lowBytesAreSingle && IsPlain(a.data, aVisible) && IsPlain(b.data, bVisible))
@@ -260,6 +267,12 @@ bool Matches(CSpan a, CSpan b) {
     bText.Append(b.data, bVisible);
     bText.Append('\0');
     return vsk::detail::MbsNICmp(aText.Data(), bText.Data(), bLength) == 0;
+}
+
+// A built text as a span: a root may hold NUL bytes.
+CSpan SpanOf(const CPathBuilder& text) {
+    const int visible = VisibleLength(text.Data(), text.Size());
+    return {text.Data(), visible, text.Size() - visible};
 }
 
 // A component, its NUL bytes included, followed by a separator.
@@ -377,7 +390,7 @@ CVskStr RelPath(const CVskStr& base, const CVskStr& path, const CPathMarks& m) {
     AppendRoot(pathRootText, turnedPath, pathRoot, m.separator);
     // Different drives or shares have no relative form. An empty root (no
     // root at all) matches every root.
-    if (!Matches({baseRootText.Data(), baseRootText.Size()}, {pathRootText.Data(), pathRootText.Size()}))
+    if (!Matches(SpanOf(baseRootText), SpanOf(pathRootText)))
         return turnedPath.Str();
 
     // Leave out the components both start with; the base's other components

@@ -3,6 +3,9 @@
 
 #include "foundation/Voskellib_stdafx.h"
 
+#include <climits>
+#include <exception>
+
 VSK_DECLARE_UNIT(Ubaserefcnt)
 
 /// Base of objects that count their own references and delete themselves when
@@ -18,10 +21,14 @@ public:
     /// let exceptions through.
     virtual ~CBaseRefCnt() noexcept(false);
 
-    /// Adds one reference.
+    /// Adds one reference. Inline: every copy of a string adds one.
     /// Errors: throws std::exception when the count is already 2147483647;
     /// the count is then unchanged.
-    void AddRef();
+    void AddRef() {
+        if (m_refCount == INT_MAX)
+            throw std::exception();
+        ++m_refCount;
+    }
 
     /// Drops one reference; at 0 the object is destroyed and freed.
     void Release() {

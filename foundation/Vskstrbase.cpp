@@ -55,15 +55,55 @@ const T* FindUnit(const T* text, const T* pattern) {
     }
 }
 
+// The first NUL among the first `n` units of `s`, or nullptr. Searched in
+// place, a word at a time for bytes: the C runtime's search costs more than
+// the whole rest of taking a short piece.
+template <typename T>
+const T* FirstNul(const T* s, std::size_t n) {
+    if constexpr (sizeof(T) == 1) {
+        const std::size_t i = vsk::detail::CMbcsCursor::FindNul(reinterpret_cast<const char*>(s), n);
+        return i < n ? s + i : nullptr;
+    } else {
+        const T* nul = std::find(s, s + n, T());
+        return nul < s + n ? nul : nullptr;
+    }
+}
+
+// SubStr's rarer cases, kept out of its usual one.
+
+// The `len` units from `start` of a shared text whose first NUL (or end)
+// lies before the range's end: the units before that NUL, then NULs.
+template <typename T>
+__attribute__((noinline)) CVskStrRefCntTC<T>* PieceUpToTheNul(const T* view, int length, int start, int len) {
+    const T* nul = FirstNul(view, static_cast<std::size_t>(length));
+    const int viewLength = nul ? static_cast<int>(nul - view) : length;
+    auto* own = new CVskStrRefCntTC<T>();
+    try {
+        if (start < viewLength)
+            own->Text().assign(view + start, static_cast<std::size_t>(std::min(len, viewLength - start)));
+        own->Text().resize(static_cast<std::size_t>(len), T());
+    } catch (...) {
+        own->Release();
+        throw;
+    }
+    return own;
+}
+
+// A private text cut to the `len` units from `start`, NUL units and the
+// terminator included, NULs after that.
+template <typename T>
+__attribute__((noinline)) void CutInPlace(std::basic_string<T>& text, int start, int len) {
+    if (start >= static_cast<int>(text.size()))
+        text.clear();
+    else
+        text.erase(0, start);
+    text.resize(static_cast<std::size_t>(len), T());
+}
+
 } // namespace
 
 template <typename T>
 CVskStrBase<T>::CVskStrBase() : m_buffer(SharedEmptyBuffer()) {}
-
-template <typename T>
-CVskStrBase<T>::CVskStrBase(const CVskStrBase& other) : m_buffer(other.m_buffer) {
-    m_buffer->Share();
-}
 
 template <typename T>
 CVskStrBase<T>& CVskStrBase<T>::operator=(const CVskStrBase& other) {
@@ -162,31 +202,21 @@ CVskStrBase<T>& CVskStrBase<T>::SubStr(int start, int len) {
     // further out are taken as NUL too rather than read from memory this
     // string does not own. A negative start is taken as 0.
     start = std::max(start, 0);
-    if (m_buffer->GetRefCount() > 1) {
-        // A private copy would hold the units before the first NUL: the
-        // range is taken from those directly, without copying the rest first.
-        const T* view = c_str();
-        const int viewLength = CStringLength(view);
-        Buffer* own = new Buffer();
-        try {
-            if (start < viewLength)
-                own->Text().assign(view + start, static_cast<std::size_t>(std::min(len, viewLength - start)));
-            own->Text().resize(static_cast<std::size_t>(len), T());
-        } catch (...) {
-            own->Release();
-            throw;
-        }
-        m_buffer->Unshare();
-        m_buffer = own;
+    if (m_buffer->GetRefCount() <= 1) {
+        CutInPlace(m_buffer->Text(), start, len);
         return *this;
     }
-    std::basic_string<T>& text = MutableText();
-    const int length = static_cast<int>(text.size());
-    if (start >= length)
-        text.clear();
-    else
-        text.erase(0, start);
-    text.resize(static_cast<std::size_t>(len), T());
+    // A private copy would hold the units before the first NUL: the range is
+    // taken from those directly, without copying the rest first. Only the
+    // units up to the range's end are searched for a NUL, so a short piece of
+    // a long text costs what the piece costs.
+    const T* view = c_str();
+    const std::size_t rangeEnd = static_cast<std::size_t>(start) + static_cast<std::size_t>(len);
+    Buffer* own = rangeEnd <= static_cast<std::size_t>(Length()) && !FirstNul(view, rangeEnd)
+                      ? new Buffer(view + start, static_cast<std::size_t>(len)) // the usual case
+                      : PieceUpToTheNul(view, Length(), start, len);
+    m_buffer->Unshare();
+    m_buffer = own;
     return *this;
 }
 

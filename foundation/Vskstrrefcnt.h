@@ -34,7 +34,7 @@ public:
     /// The characters of `s` up to its terminator.
     explicit CVskStrRefCntTC(const T* s) : m_text(s) {}
     /// Exactly `length` characters of `s`, terminators included.
-    CVskStrRefCntTC(const T* s, std::size_t length) : m_text(s, length) {}
+    CVskStrRefCntTC(const T* s, std::size_t length) : m_text(TextOf(s, length)) {}
 
     /// Errors: throws std::runtime_error "CVskStrRefCntTC<T>::~CVskStrRefCntTC()
     /// 参照カウンタエラー" when the buffer is deleted while still referenced.
@@ -72,6 +72,20 @@ public:
     const std::basic_string<T>& Text() const { return m_text; }
 
 private:
+    /// The most units a standard string holds without allocating.
+    static constexpr std::size_t kShortLength = 15 / sizeof(T);
+
+    /// `length` units of `s`. A short text is copied by code made for its
+    /// exact length: the C runtime's copy of a few bytes, called for a length
+    /// it learns at run time, costs more than all the rest of making a buffer.
+    template <std::size_t N = kShortLength>
+    static std::basic_string<T> TextOf(const T* s, std::size_t length) {
+        if constexpr (N == 0)
+            return length == 0 ? std::basic_string<T>() : std::basic_string<T>(s, length);
+        else
+            return length == N ? std::basic_string<T>(s, N) : TextOf<N - 1>(s, length);
+    }
+
     std::basic_string<T> m_text;
 };
 

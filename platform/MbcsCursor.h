@@ -63,7 +63,7 @@ public:
     /// its start as the C runtime's `_ismbstrail` judges it: a NUL before `i`
     /// ends that string, and no byte after it is a trail byte.
     bool IsTrailInCString(const char* s, std::size_t i) const {
-        return IsTrailAt(s, i) && std::memchr(s, 0, i) == nullptr;
+        return IsTrailAt(s, i) && FindNul(s, i) == i;
     }
 
     /// The number of bytes of the character at `p` in a C string: 2 for a
@@ -97,6 +97,13 @@ public:
                 return p;
             p += 4;
         }
+    }
+
+    /// The first NUL byte among the first `n` bytes of `s`, or `n`. Needs no
+    /// code page. A short text is searched four bytes at a time in place; a
+    /// longer one sixteen at a time where the processor can.
+    static std::size_t FindNul(const char* s, std::size_t n) {
+        return n < kLongSearch ? ScanFor(s, 0, n, 0) : FindNulInLongText(s, n);
     }
 
     /// True when `p` is a lead byte directly before the terminator.
@@ -134,7 +141,12 @@ public:
     }
 
 private:
+    // Below this many bytes the search in place is as quick as any.
+    static constexpr std::size_t kLongSearch = 32;
+
     static unsigned char Byte(char c) { return static_cast<unsigned char>(c); }
+
+    static std::size_t FindNulInLongText(const char* s, std::size_t n);
 
     static bool HasZeroByte(std::uint32_t word) { return ((word - 0x01010101u) & ~word & 0x80808080u) != 0; }
 

@@ -30,10 +30,21 @@ CPathMarks PathMarks();
 
 inline const unsigned char* PathBytes(const char* s) { return reinterpret_cast<const unsigned char*>(s); }
 
+/// Whether the first `n` bytes of `a` and `b` are the same. Compared in
+/// place: the C runtime's comparison costs more under Wine than comparing
+/// a path's component.
+inline bool SameBytes(const char* a, const char* b, int n) {
+    for (int i = 0; i < n; ++i) {
+        if (a[i] != b[i])
+            return false;
+    }
+    return true;
+}
+
 /// How many of the first `length` bytes come before the first NUL: the
 /// C-string view, where the string's searches stop.
 inline int VisibleLength(const char* s, int length) {
-    return static_cast<int>(CMbcsCursor().FindFirstOrNul(s, 0, static_cast<std::size_t>(length), 0));
+    return static_cast<int>(CMbcsCursor::FindNul(s, static_cast<std::size_t>(length)));
 }
 
 /// The bytes of a result. Up to 520 stay on the stack, so that making the
@@ -49,7 +60,7 @@ public:
             return;
         if (!m_onHeap) {
             if (m_size + n <= kLocal) {
-                std::memcpy(m_local + m_size, s, n);
+                CopyBytes(m_local + m_size, s, n);
                 m_size += n;
                 return;
             }
@@ -60,6 +71,10 @@ public:
         m_size += n;
     }
     void Append(unsigned char c) {
+        if (!m_onHeap && m_size < kLocal) {
+            m_local[m_size++] = static_cast<char>(c);
+            return;
+        }
         const char byte = static_cast<char>(c);
         Append(&byte, 1);
     }
@@ -78,6 +93,20 @@ public:
 
 private:
     static constexpr int kLocal = 520;
+    // Longer runs go to the C runtime's copy.
+    static constexpr int kLongCopy = 32;
+
+    // Most runs are a component or a separator: copied in place, as the C
+    // runtime's copy of a few bytes costs more under Wine than the whole step.
+    static void CopyBytes(char* to, const char* from, int n) {
+        if (n > kLongCopy) {
+            std::memcpy(to, from, n);
+            return;
+        }
+        for (int i = 0; i < n; ++i)
+            to[i] = from[i];
+    }
+
     char m_local[kLocal];
     std::string m_heap;
     int m_size = 0;

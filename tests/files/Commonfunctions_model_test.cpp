@@ -336,3 +336,82 @@ TEST(PathFunctionsModel, FullAndRelativePathsAgreeWithTheStepByStepModel) {
 }
 
 } // namespace
+
+// ---------------------------------------------------------------------------
+// Every double-byte character of code page 932
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// Every lead byte with every trail byte, each pair placed where the path
+// functions' searches from the back meet it: before and after separators,
+// full stops and colons, at the end, after a lone lead byte that takes the
+// pair's lead as its own trail, in a run of lead-byte values, and in a
+// network root. The library searches from the end and looks back only over
+// the run of lead-byte values before a hit; the model walks every text from
+// its start with the string's search.
+std::vector<std::string> TextsAround(const std::string& pair) {
+    const char lead = pair[0];
+    return {"C:\\" + pair + "\\" + pair + ".t" + pair,
+            pair + "\\n" + pair,
+            "a" + pair,
+            std::string(1, lead) + pair + "\\x.",
+            pair + pair + "." + pair + ":",
+            "\\\\" + pair + "\\s" + pair + "\\f" + pair + "\\"};
+}
+
+bool IsLeadOf932(int c) { return (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xFC); }
+
+bool IsTrailOf932(int c) { return (c >= 0x40 && c <= 0x7E) || (c >= 0x80 && c <= 0xFC); }
+
+TEST(PathFunctionsEveryPair, ExtractFamilyAgreesWithTheModelForEveryLeadAndTrailByte) {
+    ASSERT_EQ(GetACP(), 932u) << "the pairs are double-byte characters only under code page 932";
+    int pairs = 0;
+    for (int lead = 0x81; lead <= 0xFC; ++lead) {
+        if (!IsLeadOf932(lead))
+            continue;
+        ASSERT_TRUE(IsDBCSLeadByte(static_cast<BYTE>(lead))) << lead;
+        for (int trail = 0x40; trail <= 0xFC; ++trail) {
+            if (!IsTrailOf932(trail))
+                continue;
+            ++pairs;
+            const std::string pair{static_cast<char>(lead), static_cast<char>(trail)};
+            for (const std::string& text : TextsAround(pair)) {
+                const CVskStr path = Str(text);
+                SCOPED_TRACE("path '" + Shown(text) + "'");
+                ASSERT_EQ(Bytes(vsk::ExtractFilePath(path)), Bytes(model::FilePath(path)));
+                ASSERT_EQ(Bytes(vsk::ExtractFileName(path)), Bytes(model::FileName(path)));
+                ASSERT_EQ(Bytes(vsk::ExtractFileExt(path)), Bytes(model::FileExt(path)));
+                ASSERT_EQ(Bytes(vsk::ExtractFileNameNoExt(path)), Bytes(model::FileNameNoExt(path)));
+                ASSERT_EQ(Bytes(vsk::ChangeFileExt(path, Str(pair))), Bytes(model::ChangeExt(path, Str(pair))));
+                ASSERT_EQ(Bytes(vsk::AddDirSep(path)), Bytes(model::AddSep(path)));
+            }
+        }
+    }
+    EXPECT_EQ(pairs, 60 * 188);
+}
+
+TEST(PathFunctionsEveryPair, FullAndRelativePathsAgreeWithTheModelForEveryLeadAndTrailByte) {
+    ASSERT_EQ(GetACP(), 932u) << "the pairs are double-byte characters only under code page 932";
+    for (int lead = 0x81; lead <= 0xFC; ++lead) {
+        if (!IsLeadOf932(lead))
+            continue;
+        for (int trail = 0x40; trail <= 0xFC; ++trail) {
+            if (!IsTrailOf932(trail))
+                continue;
+            const std::string pair{static_cast<char>(lead), static_cast<char>(trail)};
+            const std::string base = "C:\\d" + pair + "\\" + pair;
+            const std::string relative = "..\\" + pair + "\\.\\x" + pair;
+            const std::string full = "c:/D" + pair + "/" + pair + "x\\" + pair;
+            SCOPED_TRACE("base '" + Shown(base) + "', relative '" + Shown(relative) + "', full '" + Shown(full) + "'");
+            ASSERT_EQ(Bytes(vsk::MakeFullPath(Str(base), Str(relative))),
+                      Bytes(model::FullPath(Str(base), Str(relative))));
+            ASSERT_EQ(Bytes(vsk::MakeFullPath(Str(pair), Str(pair + "\\" + pair))),
+                      Bytes(model::FullPath(Str(pair), Str(pair + "\\" + pair))));
+            ASSERT_EQ(Bytes(vsk::MakeRelPath(Str(base), Str(full))), Bytes(model::RelPath(Str(base), Str(full))));
+            ASSERT_EQ(Bytes(vsk::MakeRelPath(Str(full), Str(base))), Bytes(model::RelPath(Str(full), Str(base))));
+        }
+    }
+}
+
+} // namespace

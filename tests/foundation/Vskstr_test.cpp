@@ -264,6 +264,43 @@ TEST(CVskStrSubStr, ChoiceBytesFurtherOutThanTheTerminatorReadAsNul) {
     EXPECT_EQ(std::string("\0\0", 2), Bytes(other));
 }
 
+TEST(CVskStrSubStr, SharedPieceBeforeANulIsTakenWhole) {
+    CVskStr s("abc\0def", 7);
+    CVskStr copy(s);
+    copy.SubStr(1, 2); // the NUL after the range cuts nothing in it
+    EXPECT_EQ("bc", Bytes(copy));
+    CVskStr other(s);
+    other.SubStr(2, 2); // the range ends on the NUL: the copy's terminator
+    EXPECT_EQ(std::string("c\0", 2), Bytes(other));
+}
+
+TEST(CVskStrSubStr, SharedPieceOfEveryLengthAtEveryStart) {
+    // Pieces up to and past the length a standard string holds in place.
+    const std::string text = "0123456789abcdefghijklmnopqrstuvwxyz";
+    const CVskStr source(text.c_str());
+    for (int start = 0; start <= static_cast<int>(text.size()); ++start) {
+        for (int len = 0; start + len <= static_cast<int>(text.size()); ++len) {
+            CVskStr copy(source);
+            copy.SubStr(start, len);
+            ASSERT_EQ(text.substr(start, len), Bytes(copy)) << start << ", " << len;
+            ASSERT_EQ(1, copy.GetRefCount());
+        }
+    }
+    EXPECT_EQ(1, source.GetRefCount());
+}
+
+TEST(CVskStrSubStr, WideSharedPieceOfEveryLengthAtEveryStart) {
+    const std::wstring text = L"0123456789abcdefghij";
+    const vskstr::CVskStrW source(text.c_str());
+    for (int start = 0; start <= static_cast<int>(text.size()); ++start) {
+        for (int len = 0; start + len <= static_cast<int>(text.size()); ++len) {
+            vskstr::CVskStrW copy(source);
+            copy.SubStr(start, len);
+            ASSERT_EQ(text.substr(start, len), std::wstring(copy.c_str(), copy.Length())) << start << ", " << len;
+        }
+    }
+}
+
 TEST(CVskStrSubStr, UnsharedStringKeepsItsNulBytesAndItsTerminatorInRange) {
     CVskStr s("a\0b", 3); // count 1: nothing is cut
     s.SubStr(1, 3);

@@ -208,6 +208,25 @@ struct CRecordingSteps {
     void Insert() { result += insert; }
 };
 
+TEST(MbcsCursor, FindNulAtEveryAlignmentLengthAndPlace) {
+    // Texts short and long (searched sixteen bytes at a time), at every
+    // offset from a 16-byte boundary, with NUL bytes before the text, inside
+    // it and right after it: only NULs inside count.
+    alignas(16) char buffer[160];
+    for (std::size_t offset = 0; offset < 16; ++offset) {
+        for (std::size_t n = 0; n + offset + 16 < sizeof(buffer); ++n) {
+            for (std::size_t nul = 0; nul <= n; ++nul) {
+                std::memset(buffer, 0, sizeof(buffer));
+                char* s = buffer + offset + 1;
+                std::memset(s, 'x', n);
+                if (nul < n)
+                    s[nul] = '\0';
+                ASSERT_EQ(nul, CMbcsCursor::FindNul(s, n)) << offset << " " << n << " " << nul;
+            }
+        }
+    }
+}
+
 TEST(ReplaceEveryMatch, TakesNothingWhenNothingMatches) {
     CRecordingSteps steps{"abc", "x", "y", "", ""};
     EXPECT_EQ(0u, vsk::detail::ReplaceEveryMatch(steps, 1));
