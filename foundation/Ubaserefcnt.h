@@ -3,9 +3,6 @@
 
 #include "foundation/Voskellib_stdafx.h"
 
-#include <climits>
-#include <exception>
-
 VSK_DECLARE_UNIT(Ubaserefcnt)
 
 /// Base of objects that count their own references and delete themselves when
@@ -21,14 +18,10 @@ public:
     /// let exceptions through.
     virtual ~CBaseRefCnt() noexcept(false);
 
-    /// Adds one reference. Inline: every copy of a string adds one.
+    /// Adds one reference.
     /// Errors: throws std::exception when the count is already 2147483647;
     /// the count is then unchanged.
-    void AddRef() {
-        if (m_refCount == INT_MAX)
-            throw std::exception();
-        ++m_refCount;
-    }
+    void AddRef();
 
     /// Drops one reference; at 0 the object is destroyed and freed.
     void Release() {

@@ -289,18 +289,6 @@ TEST(CVskStrSubStr, SharedPieceOfEveryLengthAtEveryStart) {
     EXPECT_EQ(1, source.GetRefCount());
 }
 
-TEST(CVskStrSubStr, WideSharedPieceOfEveryLengthAtEveryStart) {
-    const std::wstring text = L"0123456789abcdefghij";
-    const vskstr::CVskStrW source(text.c_str());
-    for (int start = 0; start <= static_cast<int>(text.size()); ++start) {
-        for (int len = 0; start + len <= static_cast<int>(text.size()); ++len) {
-            vskstr::CVskStrW copy(source);
-            copy.SubStr(start, len);
-            ASSERT_EQ(text.substr(start, len), std::wstring(copy.c_str(), copy.Length())) << start << ", " << len;
-        }
-    }
-}
-
 TEST(CVskStrSubStr, UnsharedStringKeepsItsNulBytesAndItsTerminatorInRange) {
     CVskStr s("a\0b", 3); // count 1: nothing is cut
     s.SubStr(1, 3);
