@@ -174,6 +174,8 @@ void CVskStr::SaveToFile(const char* path) const {
         CloseAndThrow(file, kWriteFailedMessage);
 }
 
+CVskStr::~CVskStr() = default;
+
 CVskStr::operator System::AnsiString() const { return System::AnsiString(c_str()); }
 
 CVskStr& CVskStr::Format(const char* format, ...) {

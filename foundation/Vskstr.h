@@ -46,8 +46,7 @@ public:
     /// Errors: std::runtime_error "CVskStr::CVskSTr()" (so spelled) when the
     /// conversion fails.
     CVskStr(const CVskStrW& w);
-    /// Releases the buffer. Inline: callers destroy strings at a high rate.
-    ~CVskStr() override {}
+    ~CVskStr() override;
 
     /// Shares `other`'s buffer, giving up the one held.
     CVskStr& operator=(const CVskStr& other) = default;

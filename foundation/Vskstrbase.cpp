@@ -106,6 +106,11 @@ template <typename T>
 CVskStrBase<T>::CVskStrBase() : m_buffer(SharedEmptyBuffer()) {}
 
 template <typename T>
+CVskStrBase<T>::CVskStrBase(const CVskStrBase& other) : m_buffer(other.m_buffer) {
+    m_buffer->Share();
+}
+
+template <typename T>
 CVskStrBase<T>& CVskStrBase<T>::operator=(const CVskStrBase& other) {
     if (this != &other && m_buffer != other.m_buffer) {
         other.m_buffer->Share();

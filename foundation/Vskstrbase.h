@@ -34,9 +34,8 @@ public:
     /// The empty string; shares the one empty buffer of all strings of T,
     /// which lasts for ever (made on first use, never counted, never freed).
     CVskStrBase();
-    /// Shares `other`'s buffer. Inline, as the destructor: callers copy
-    /// strings at a high rate.
-    CVskStrBase(const CVskStrBase& other) : m_buffer(other.m_buffer) { m_buffer->Share(); }
+    /// Shares `other`'s buffer.
+    CVskStrBase(const CVskStrBase& other);
     /// Shares `other`'s buffer (nothing happens when both already share one).
     CVskStrBase& operator=(const CVskStrBase& other);
     /// Releases the buffer. Inline: callers destroy strings at a high rate.
