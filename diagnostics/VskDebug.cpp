@@ -3,11 +3,10 @@
 // VskDebug_guard.cpp, both parts of this unit.
 #include "diagnostics/VskDebug.h"
 
-VSK_DEFINE_UNIT(Vskdebug, nullptr, nullptr)
-
 #include "diagnostics/Filelogger.h"
 #include "foundation/Vskstr.h"
 #include "hostfw/HostFramework.h"
+#include "platform/CallbackBoundary.h"
 
 #include <cstdarg>
 #include <cstdint>
@@ -18,7 +17,38 @@ namespace {
 
 const char* OrEmpty(const char* s) { return s ? s : ""; }
 
+// Reports the exception being handled: "例外発生(<what() or Message>)", or
+// "例外発生" for any other type.
+void ReportHandledException(const char* file, int line, const char* func) {
+    try {
+        throw;
+    } catch (std::exception& e) {
+        vsk::detail::ReportFailure(file, line, func, "例外発生(%s)", e.what());
+    } catch (Sysutils::Exception& e) {
+        vsk::detail::ReportFailure(file, line, func, "例外発生(%s)", e.Message.c_str());
+    } catch (...) {
+        vsk::detail::ReportFailure(file, line, func, "例外発生");
+    }
+}
+
+// An exception that a callback of the system caught while no library call
+// could take it (or a later one of a call that holds one) goes to the log as
+// a failure report with the boundary's position.
+void ReportUntakenException(const std::exception_ptr& error, const vsk::detail::CBoundarySite& site) {
+    try {
+        std::rethrow_exception(error);
+    } catch (...) {
+        ReportHandledException(OrEmpty(site.file), site.line, OrEmpty(site.function));
+    }
+}
+
+void StartUp() { vsk::detail::SetErrorReporter(&ReportUntakenException); }
+
+void ExitRoutine() { vsk::detail::SetErrorReporter(nullptr); }
+
 } // namespace
+
+VSK_DEFINE_UNIT(Vskdebug, StartUp, ExitRoutine)
 
 namespace vsk::detail {
 
@@ -49,20 +79,8 @@ void VskDebugPrint(const char* format, ...) {
 void VskDebugPrintBCB(const char* /*format*/, ...) {}
 
 void VskPrintAndReThrow(const char* file, int line, const char* func) {
-    file = OrEmpty(file);
-    func = OrEmpty(func);
-    try {
-        throw;
-    } catch (std::exception& e) {
-        vsk::detail::ReportFailure(file, line, func, "例外発生(%s)", e.what());
-        throw;
-    } catch (Sysutils::Exception& e) {
-        vsk::detail::ReportFailure(file, line, func, "例外発生(%s)", e.Message.c_str());
-        throw;
-    } catch (...) {
-        vsk::detail::ReportFailure(file, line, func, "例外発生");
-        throw;
-    }
+    ReportHandledException(OrEmpty(file), line, OrEmpty(func));
+    throw;
 }
 
 void VskPrintAndShowMsg(const char* file, int line, const char* func) {

@@ -189,6 +189,7 @@ const CVskStr* ExtensionMarkConstant() { return g_constants ? &g_constants->exte
 
 const CommonfunctionsHookTable kCommonfunctionsHookTable = {
     [](ModuleFileNameFn function) { return g_moduleFileName.Replace(function); },
+    ReplaceWindowListAppend,
 };
 
 } // namespace vsk::detail

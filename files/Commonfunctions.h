@@ -190,7 +190,10 @@ VSK_API bool CreateProcessUsePipe(const char* application, char* commandLine, in
 /// Appends the top-level windows (HWNDs) of thread `threadId` to the end of
 /// `*list`, which is not cleared. Returns whether EnumThreadWindows returned
 /// non-zero (false also for a thread without windows).
-/// Errors: std::invalid_argument "GetWindowList : list==NULL" for a null list.
+/// Errors: std::invalid_argument "GetWindowList : list==NULL" for a null list;
+/// std::bad_alloc when the list cannot grow: the system's enumeration calls
+/// the library back, so the exception is kept until the enumeration has
+/// returned, the windows after it are left out, and GetWindowList throws it.
 VSK_API bool GetWindowList(unsigned long threadId, std::vector<void*>* list);
 
 } // namespace vsk

@@ -3,38 +3,45 @@
 #include "files/Commonfunctions.h"
 
 #include "files/Vskpipe.h"
+#include "files/internal/CommonfunctionsHooks.h"
+#include "files/internal/CommonfunctionsParts.h"
+#include "platform/CallbackBoundary.h"
 #include "platform/LastError.h"
 #include "platform/Process.h"
+#include "platform/Replaceable.h"
 #include "platform/ScopedHandle.h"
 #include "platform/Win32.h"
 
-#include <exception>
 #include <stdexcept>
 #include <vector>
 
 namespace {
 
-// Appends each window to the list; an exception (only std::bad_alloc can
-// arise) is kept and rethrown after the enumeration, never thrown through
-// the system's frames.
+void AppendWindow(std::vector<void*>* list, void* window) { list->push_back(window); }
+
+vsk::detail::CReplaceable<vsk::detail::WindowListAppendFn> g_appendWindow{AppendWindow};
+
+// Appends each window to the list. The system's frames lie below: an
+// exception (only std::bad_alloc can arise) is kept for GetWindowList, which
+// throws it after the enumeration; the windows after it are left out.
 struct CWindowCollector {
     std::vector<void*>* list;
-    std::exception_ptr error;
+    const vsk::detail::CSystemCallScope* call;
 };
 
 BOOL CALLBACK CollectWindow(HWND window, LPARAM context) {
     auto* collector = reinterpret_cast<CWindowCollector*>(context);
-    if (collector->error)
-        return TRUE;
-    try {
-        collector->list->push_back(window);
-    } catch (...) {
-        collector->error = std::current_exception();
-    }
+    if (!collector->call->Failed())
+        vsk::detail::RunAtBoundary(VSK_BOUNDARY_SITE("vsk::GetWindowList"), nullptr,
+                                   [&] { g_appendWindow(collector->list, window); });
     return TRUE;
 }
 
 } // namespace
+
+vsk::detail::WindowListAppendFn vsk::detail::ReplaceWindowListAppend(WindowListAppendFn fn) {
+    return g_appendWindow.Replace(fn);
+}
 
 namespace vsk {
 
@@ -107,10 +114,10 @@ bool CreateProcessUsePipe(const char* application, char* commandLine, int showWi
 bool GetWindowList(unsigned long threadId, std::vector<void*>* list) {
     if (!list)
         throw std::invalid_argument("GetWindowList : list==NULL");
-    CWindowCollector collector{list, nullptr};
+    vsk::detail::CSystemCallScope call;
+    CWindowCollector collector{list, &call};
     const BOOL result = vsk::detail::EnumThreadWindowsDocumented(threadId, CollectWindow, reinterpret_cast<LPARAM>(&collector));
-    if (collector.error)
-        std::rethrow_exception(collector.error);
+    call.RethrowError();
     return result != 0;
 }
 

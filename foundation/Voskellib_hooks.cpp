@@ -10,6 +10,7 @@
 #include "foundation/internal/VskstrHooks.h"
 #include "foundation/internal/VskstrrefcntHooks.h"
 #include "foundation/internal/VskstrwHooks.h"
+#include "gui/internal/SelectdirectoryHooks.h"
 #include "gui/internal/VskoledndHooks.h"
 
 namespace {
@@ -20,7 +21,7 @@ constexpr vsk::detail::InternalHookTables kTables = {
     &vsk::detail::kVskstrwHookTable,    &vsk::detail::kVskstrrefcntHookTable,
     &vsk::detail::kFileloggerHookTable, &vsk::detail::kCommonfunctionsHookTable,
     &vsk::detail::kDirinfoHookTable,    &vsk::detail::kVskpipeHookTable,
-    &vsk::detail::kVskoledndHookTable,
+    &vsk::detail::kVskoledndHookTable,  &vsk::detail::kSelectdirectoryHookTable,
 };
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "diagnostics/VskDebug.h"
 #include "foundation/Vskstr.h"
+#include "platform/CallbackBoundary.h"
 
 #include <pcre2posix.h>
 
@@ -196,8 +197,9 @@ struct CDashedLine {
     int startY = 0;
     int lastX = 0;
     int lastY = 0;
-    // An exception of the canvas, kept until LineDDA has returned.
-    std::exception_ptr failure;
+    // The DrawLineDDA call that runs LineDDA: an exception of the canvas is
+    // kept there until LineDDA has returned.
+    const vsk::detail::CSystemCallScope* call = nullptr;
 
     void DrawOpenDashTo(int x, int y) {
         canvas->MoveTo(startX, startY);
@@ -225,13 +227,8 @@ struct CDashedLine {
 // exception. After a failure the remaining points are ignored.
 void CALLBACK VisitDashPoint(int x, int y, LPARAM data) {
     auto* line = reinterpret_cast<CDashedLine*>(data);
-    if (line->failure)
-        return;
-    try {
-        line->Visit(x, y);
-    } catch (...) {
-        line->failure = std::current_exception();
-    }
+    if (!line->call->Failed())
+        vsk::detail::RunAtBoundary(VSK_BOUNDARY_SITE("vsk::bcb::DrawLineDDA"), nullptr, [&] { line->Visit(x, y); });
 }
 
 HWND ListBoxWindowOrThrow(Stdctrls::TCustomListBox* listBox) {
@@ -277,13 +274,14 @@ void DrawLineDDA(Graphics::TCanvas* canvas, int x1, int y1, int x2, int y2, int 
         throw std::invalid_argument("canvas==NULL");
     if (static_cast<long long>(gap) + dash == 0)
         throw std::invalid_argument("gap+dash==0");
+    vsk::detail::CSystemCallScope call;
     CDashedLine line;
     line.canvas = canvas;
     line.gap = gap;
     line.dash = dash;
+    line.call = &call;
     LineDDA(x1, y1, x2, y2, &VisitDashPoint, reinterpret_cast<LPARAM>(&line));
-    if (line.failure)
-        std::rethrow_exception(line.failure);
+    call.RethrowError();
     if (line.dashOpen)
         line.DrawOpenDashTo(line.lastX, line.lastY);
 }

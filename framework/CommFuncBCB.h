@@ -28,7 +28,10 @@ namespace vsk::bcb {
 /// An exception of the canvas (a canvas without a device context throws
 /// Sysutils::Exception) is kept while the system walks the line, the rest of
 /// the walk draws nothing, and the exception is thrown on after LineDDA has
-/// returned; segments drawn before it stay drawn.
+/// returned; segments drawn before it stay drawn. DrawLineDDA throws it
+/// itself, also inside a window handler that a message loop runs: it is the
+/// innermost library call that entered the system, so the loop sees only
+/// what leaves the handler.
 ///
 /// Example: DrawLineDDA(canvas, 0, 0, 10, 0, 2, 3) draws (0..2, 0) and
 /// (5..7, 0) and leaves (3, 4, 8, 9) blank.

@@ -29,8 +29,11 @@ public:
     /// the tree (may be nullptr). Returns false when the user cancelled, true
     /// when a folder was chosen; GetSelectedFolder then gives its path (empty
     /// when the chosen item has no file-system path).
-    /// Errors: an exception thrown while the shell was calling the library
-    /// back is rethrown here once the dialog has closed.
+    /// Errors: an exception thrown while the dialog runs, by the dialog's
+    /// callback or by a CVskWnd handler whose message the dialog's modal loop
+    /// dispatched, ends the dialog as if cancelled and is thrown here, from
+    /// Open's own frame, once the dialog has closed (the selected folder is
+    /// then empty).
     bool Open(void* owner, const char* initialFolder, const char* title);
 
     /// Open on a temporary chooser: the chosen folder, or "" when cancelled.
@@ -42,6 +45,9 @@ public:
     /// The dialog's callback: pre-selects the initial folder when the dialog
     /// starts, shows the highlighted folder's path as status text when the
     /// selection changes. `data` is the chooser. Returns 0.
+    /// Errors: none leave it (the shell's frames lie below); an exception
+    /// inside it is thrown by Open. A program that runs the dialog with this
+    /// callback itself finds such an exception in the log only.
     static int CALLBACK BrowseCallbackProc(HWND dialog, UINT msg, LPARAM lParam, LPARAM data);
 
 private:

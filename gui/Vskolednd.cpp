@@ -1,6 +1,7 @@
 // Vskolednd.cpp - OLE drag and drop of text and file lists, turned into window messages.
 #include "gui/Vskolednd.h"
 
+#include "platform/CallbackBoundary.h"
 #include "platform/DropFiles.h"
 #include "platform/Replaceable.h"
 #include "gui/internal/VskoledndHooks.h"
@@ -24,61 +25,58 @@ enum : unsigned int { kEventEnter = 0, kEventOver = 1, kEventLeave = 2, kEventDr
 static_assert(sizeof(_IDROPTARGET_NOTIFY) == 24, "six 32-bit fields");
 static_assert(sizeof(DROPFILES) == kDropFilesOffset, "the file list follows the header");
 
-// Hooks run inside window procedures that the system calls on behalf of
-// the library's COM methods; their exceptions must not unwind through the
-// system's frames. The first one is kept here until the library's own
-// frame is reached again.
-thread_local std::exception_ptr t_pendingError;
-// How many of the library's calls into the system (which may call back a
-// hook) are running on this thread.
-thread_local int t_systemCallDepth = 0;
+// What the COM methods caught while no library call was running on the
+// thread (a drag that another program runs, pumped by the program's own
+// loop) waits here for vsk::RethrowDragDropHookError.
+const vsk::detail::CErrorCollector kHookErrors{"vsk::RethrowDragDropHookError"};
+
+// Tags the library's own sending of a drag event or a data request to a
+// window: the window procedure that runs the hooks may be the program's own,
+// which cannot keep an exception from the system's frames, so the hooks keep
+// it themselves while this call is the innermost one.
+const char kHookForwarding[] = "drag-and-drop forwarding";
 
 vsk::detail::DragDropObjectCounts g_counts{};
 HGLOBAL __stdcall SystemGlobalAlloc(UINT flags, SIZE_T bytes) { return ::GlobalAlloc(flags, bytes); }
 vsk::detail::CReplaceable<vsk::detail::GlobalAllocFn> g_globalAlloc{SystemGlobalAlloc};
 
-void KeepError(std::exception_ptr error) {
-    if (!t_pendingError)
-        t_pendingError = error;
-}
-
-// Marks a call into the system during which hooks keep their exceptions.
-class CSystemCallScope {
-public:
-    CSystemCallScope() { ++t_systemCallDepth; }
-    ~CSystemCallScope() { --t_systemCallDepth; }
-    CSystemCallScope(const CSystemCallScope&) = delete;
-    CSystemCallScope& operator=(const CSystemCallScope&) = delete;
-};
-
-// Runs `body` from a frame that the system may have called: an exception
-// is kept when the system is between the library and here, else it passes.
+// Runs the hooks of one message: while the library is forwarding a drag
+// event or a data request, an exception is kept for that forwarding (the
+// system's frames lie between it and here); called any other way, the
+// exception passes to the caller.
 template <typename Body>
-void RunHook(Body body) {
-    if (t_systemCallDepth == 0) {
+void RunHook(const vsk::detail::CBoundarySite& site, Body body) {
+    if (!vsk::detail::InnermostCallIs(kHookForwarding)) {
         body();
         return;
     }
-    try {
-        body();
-    } catch (...) {
-        KeepError(std::current_exception());
-    }
+    vsk::detail::RunAtBoundary(site, &kHookErrors, body);
 }
 
-// Runs the body of a COM method called by the system: any exception is kept
-// and `failure` goes back instead.
+// Runs the body of a COM method called by the system: an exception is kept
+// by the boundary rule and the method's failed answer goes back instead
+// (E_OUTOFMEMORY when memory ran out).
 template <typename Body>
-HRESULT GuardComMethod(HRESULT failure, Body body) {
+HRESULT GuardComMethod(const vsk::detail::CBoundarySite& site, HRESULT failure, Body body) {
     try {
         return body();
     } catch (const std::bad_alloc&) {
-        KeepError(std::current_exception());
+        vsk::detail::KeepCaughtException(site, &kHookErrors);
         return E_OUTOFMEMORY;
     } catch (...) {
-        KeepError(std::current_exception());
+        vsk::detail::KeepCaughtException(site, &kHookErrors);
         return failure;
     }
+}
+
+// A drop target's method that failed refuses the drop: no effect and
+// E_UNEXPECTED, so that the drag's source is not told that data went over.
+template <typename Body>
+HRESULT GuardTargetMethod(const vsk::detail::CBoundarySite& site, DWORD* effect, Body body) {
+    const HRESULT result = GuardComMethod(site, E_UNEXPECTED, body);
+    if (FAILED(result) && effect)
+        *effect = DROPEFFECT_NONE;
+    return result;
 }
 
 FORMATETC HGlobalFormat(unsigned int format) {
@@ -178,7 +176,6 @@ long CVskDropTarget::SendMessageA(unsigned int event, IDataObject* data, unsigne
             }
         }
         if (format != 0) {
-            CSystemCallScope scope; // the source's provider runs in there
             fetched = SUCCEEDED(GetData(data, format, &medium));
             if (!fetched)
                 format = 0;
@@ -189,13 +186,17 @@ long CVskDropTarget::SendMessageA(unsigned int event, IDataObject* data, unsigne
     m_notify.format = format;
     m_notify.data = fetched && medium.tymed == TYMED_HGLOBAL ? medium.hGlobal : nullptr;
     m_notify.dataObject = data;
+    std::exception_ptr hookError;
     {
-        CSystemCallScope scope;
+        vsk::detail::CSystemCallScope forwarding(kHookForwarding);
         ::SendMessageA(m_notifyWindow, m_message, event, reinterpret_cast<LPARAM>(&m_notify));
+        hookError = forwarding.TakeError();
     }
     m_notify.data = nullptr;
     if (fetched)
         ::ReleaseStgMedium(&medium);
+    if (hookError)
+        std::rethrow_exception(hookError);
     if (effect) {
         *effect &= m_notify.effect;
         const unsigned long copyAndMove = DROPEFFECT_COPY | DROPEFFECT_MOVE;
@@ -229,19 +230,23 @@ ULONG CVskDropTarget::Release() {
 }
 
 HRESULT CVskDropTarget::DragEnter(IDataObject* data, DWORD keyState, POINTL point, DWORD* effect) {
-    return GuardComMethod(S_OK, [&] { return SendMessageA(kEventEnter, data, keyState, &point, effect); });
+    return GuardTargetMethod(VSK_BOUNDARY_SITE("CVskDropTarget::DragEnter"), effect,
+                             [&] { return SendMessageA(kEventEnter, data, keyState, &point, effect); });
 }
 
 HRESULT CVskDropTarget::DragOver(DWORD keyState, POINTL point, DWORD* effect) {
-    return GuardComMethod(S_OK, [&] { return SendMessageA(kEventOver, nullptr, keyState, &point, effect); });
+    return GuardTargetMethod(VSK_BOUNDARY_SITE("CVskDropTarget::DragOver"), effect,
+                             [&] { return SendMessageA(kEventOver, nullptr, keyState, &point, effect); });
 }
 
 HRESULT CVskDropTarget::DragLeave() {
-    return GuardComMethod(S_OK, [&] { return SendMessageA(kEventLeave, nullptr, 0, nullptr, nullptr); });
+    return GuardTargetMethod(VSK_BOUNDARY_SITE("CVskDropTarget::DragLeave"), nullptr,
+                             [&] { return SendMessageA(kEventLeave, nullptr, 0, nullptr, nullptr); });
 }
 
 HRESULT CVskDropTarget::Drop(IDataObject* data, DWORD keyState, POINTL point, DWORD* effect) {
-    return GuardComMethod(S_OK, [&] { return SendMessageA(kEventDrop, data, keyState, &point, effect); });
+    return GuardTargetMethod(VSK_BOUNDARY_SITE("CVskDropTarget::Drop"), effect,
+                             [&] { return SendMessageA(kEventDrop, data, keyState, &point, effect); });
 }
 
 // ---------------------------------------------------------------- CVskDataObject
@@ -302,17 +307,20 @@ HRESULT CVskDataObject::GetData(FORMATETC* request, STGMEDIUM* medium) {
     const FORMATETC* offered = FindHGlobalFormat(*request);
     if (!offered)
         return DV_E_FORMATETC;
-    HGLOBAL data = nullptr;
-    {
-        CSystemCallScope scope;
-        ::SendMessageA(m_window, m_message, offered->cfFormat, reinterpret_cast<LPARAM>(&data));
-    }
-    if (!data)
-        return STG_E_MEDIUMFULL;
-    medium->tymed = TYMED_HGLOBAL;
-    medium->hGlobal = data;
-    medium->pUnkForRelease = nullptr;
-    return S_OK;
+    return GuardComMethod(VSK_BOUNDARY_SITE("CVskDataObject::GetData"), E_UNEXPECTED, [&] {
+        HGLOBAL data = nullptr;
+        {
+            vsk::detail::CSystemCallScope forwarding(kHookForwarding);
+            ::SendMessageA(m_window, m_message, offered->cfFormat, reinterpret_cast<LPARAM>(&data));
+            forwarding.RethrowError(); // a provider that failed gave nothing
+        }
+        if (!data)
+            return STG_E_MEDIUMFULL;
+        medium->tymed = TYMED_HGLOBAL;
+        medium->hGlobal = data;
+        medium->pUnkForRelease = nullptr;
+        return S_OK;
+    });
 }
 
 HRESULT CVskDataObject::GetDataHere(FORMATETC*, STGMEDIUM*) { return E_NOTIMPL; }
@@ -391,7 +399,7 @@ ULONG CVskEnumFORMATETC::Release() {
 HRESULT CVskEnumFORMATETC::Next(ULONG count, FORMATETC* out, ULONG* fetched) {
     if (!out || (!fetched && count != 1))
         return E_INVALIDARG;
-    return GuardComMethod(E_UNEXPECTED, [&] {
+    return GuardComMethod(VSK_BOUNDARY_SITE("CVskEnumFORMATETC::Next"), E_UNEXPECTED, [&] {
         ULONG given = 0;
         while (given < count && m_position < m_formats.size()) {
             out[given] = m_formats[m_position];
@@ -424,7 +432,7 @@ HRESULT CVskEnumFORMATETC::Clone(IEnumFORMATETC** out) {
     if (!out)
         return E_INVALIDARG;
     *out = nullptr;
-    return GuardComMethod(E_OUTOFMEMORY, [&] {
+    return GuardComMethod(VSK_BOUNDARY_SITE("CVskEnumFORMATETC::Clone"), E_OUTOFMEMORY, [&] {
         *out = new CVskEnumFORMATETC(m_owner, m_formats, m_position);
         return S_OK;
     });
@@ -459,14 +467,14 @@ long CVskDropSource::DoDragDrop(void* window, unsigned int message, const std::v
         return -1;
     }
     DWORD effect = DROPEFFECT_NONE;
-    HRESULT result;
-    {
-        CSystemCallScope scope;
-        result = ::DoDragDrop(data, source, static_cast<DWORD>(allowedEffects), &effect);
-    }
+    // The drag's own loop runs window procedures and the COM methods of both
+    // sides: what fails in there is kept for this call, which cancels the
+    // drag (QueryContinueDrag) and throws it once the system's drag ended.
+    vsk::detail::CSystemCallScope drag;
+    const HRESULT result = ::DoDragDrop(data, source, static_cast<DWORD>(allowedEffects), &effect);
     source->Release();
     data->Release();
-    vsk::RethrowDragDropHookError();
+    drag.RethrowError();
     return result == DRAGDROP_S_DROP ? static_cast<long>(effect) : -1;
 }
 
@@ -492,9 +500,9 @@ ULONG CVskDropSource::Release() {
 }
 
 HRESULT CVskDropSource::QueryContinueDrag(BOOL escapePressed, DWORD keyState) {
-    // A hook that failed during the drag ends it, so that its exception
-    // reaches the caller of DoDragDrop soon.
-    if (escapePressed || t_pendingError)
+    // A failure kept for the running call (DoDragDrop's: a hook, a window
+    // handler) ends the drag, so that its exception reaches the caller soon.
+    if (escapePressed || vsk::detail::InnermostCallFailed())
         return DRAGDROP_S_CANCEL;
     if (m_dragButton != 0)
         return (keyState & m_dragButton) ? S_OK : DRAGDROP_S_DROP;
@@ -566,7 +574,8 @@ std::vector<vskstr::CVskStr> FileNamesOf(HDROP drop) {
 CVskDnDDropEvent::~CVskDnDDropEvent() = default;
 
 void CVskDnDDropEvent::DoEvent(void* window, unsigned int event, long record) {
-    RunHook([&] { Decode(window, event, reinterpret_cast<_IDROPTARGET_NOTIFY*>(record)); });
+    RunHook(VSK_BOUNDARY_SITE("CVskDnDDropEvent::DoEvent"),
+            [&] { Decode(window, event, reinterpret_cast<_IDROPTARGET_NOTIFY*>(record)); });
 }
 
 void CVskDnDDropEvent::ForgetDestroyedWindows() {
@@ -718,7 +727,7 @@ CVskDnDGetEvent::~CVskDnDGetEvent() = default;
 
 void CVskDnDGetEvent::DoEvent(void* window, unsigned int format, long resultAddress) {
     auto* result = reinterpret_cast<HGLOBAL*>(resultAddress);
-    RunHook([&] { *result = Render(window, format); });
+    RunHook(VSK_BOUNDARY_SITE("CVskDnDGetEvent::DoEvent"), [&] { *result = Render(window, format); });
 }
 
 HGLOBAL CVskDnDGetEvent::Render(void* window, unsigned int format) {
@@ -739,10 +748,4 @@ void CVskDnDGetEvent::OnDropText(void*, vskstr::CVskStr&) {}
 void CVskDnDGetEvent::OnDropHDrop(void*, std::vector<vskstr::CVskStr>&) {}
 void CVskDnDGetEvent::OnDropOther(void*, long&) {}
 
-void vsk::RethrowDragDropHookError() {
-    if (t_pendingError) {
-        std::exception_ptr error = t_pendingError;
-        t_pendingError = nullptr;
-        std::rethrow_exception(error);
-    }
-}
+void vsk::RethrowDragDropHookError() { vsk::detail::RethrowCollectedError(kHookErrors); }

@@ -71,6 +71,9 @@ public:
     /// frees the fetched data, then narrows `effect` (when given) to what the
     /// handler allowed, keeping move rather than copy when both remain.
     /// Returns S_OK.
+    /// Errors: an exception of the notify window's handler or of a
+    /// CVskDnDDropEvent hook it runs is thrown here once the message was
+    /// handled and the data freed (the effect is then left as it was).
     long SendMessageA(unsigned int event, IDataObject* data, unsigned long keyState, POINTL* point,
                       unsigned long* effect);
 
@@ -95,9 +98,16 @@ public:
     ///@}
     /// @name IDropTarget
     /// Each forwards its event (enter, over, leave, drop) to the notify
-    /// window through SendMessageA and returns S_OK; a drag-and-drop hook's
-    /// exception is kept for the library's own frame, never thrown through
-    /// the system.
+    /// window through SendMessageA and returns S_OK. When the handler or a
+    /// hook throws, the method refuses instead: the effect becomes
+    /// DROPEFFECT_NONE and it returns E_UNEXPECTED (E_OUTOFMEMORY when memory
+    /// ran out), so the drag's source learns that nothing went over; the
+    /// exception is never thrown through the system. It is kept for the
+    /// innermost library call running on the thread (DoMessageLoop or
+    /// DoEvent of the loop that received the drag, DoDragDrop of a drag
+    /// within the program), which throws it; with none running (the program
+    /// pumps messages itself) it is written to the log and kept for
+    /// vsk::RethrowDragDropHookError.
     ///@{
     /// Forwards the enter event to the notify window; S_OK.
     HRESULT STDMETHODCALLTYPE DragEnter(IDataObject* data, DWORD keyState, POINTL point, DWORD* effect) override;
@@ -131,7 +141,9 @@ private:
 /// entry) where the window stores new global memory (see CVskDnDGetEvent).
 ///
 /// Results: QueryGetData S_OK or DV_E_FORMATETC; GetData S_OK,
-/// DV_E_FORMATETC or STG_E_MEDIUMFULL (the window gave nothing);
+/// DV_E_FORMATETC, STG_E_MEDIUMFULL (the window gave nothing) or
+/// E_UNEXPECTED (the window's handler or a CVskDnDGetEvent hook threw: the
+/// exception is kept as the drop target's are, see CVskDropTarget);
 /// GetDataHere, GetCanonicalFormatEtc and SetData E_NOTIMPL; DAdvise and
 /// EnumDAdvise OLE_E_ADVISENOTSUPPORTED; DUnadvise OLE_E_NOCONNECTION;
 /// EnumFormatEtc E_INVALIDARG for a null result pointer. Null request or
@@ -270,10 +282,12 @@ public:
     /// drags is the right one when it is down, else the left one. Returns the
     /// drop effect when the data was dropped, -1 when the drag was cancelled
     /// or failed.
-    /// Errors: an exception that a drag-and-drop hook of this thread threw
-    /// during the drag (while the system was calling the library) is
-    /// rethrown here after the system's drag has ended; the drag is
-    /// cancelled at its next step once a hook has thrown.
+    /// Errors: an exception thrown during the drag by a drag-and-drop hook,
+    /// by a COM method of either side or by a CVskWnd handler whose message
+    /// the drag's loop dispatched is thrown here after the system's drag has
+    /// ended; the drag is cancelled at its next step once one has thrown. An
+    /// error kept earlier for vsk::RethrowDragDropHookError has nothing to
+    /// do with it: it neither cancels nor fails this drag.
     static long DoDragDrop(void* window, unsigned int message, const std::vector<unsigned int>& formats,
                            int allowedEffects);
 
@@ -297,7 +311,8 @@ public:
     ULONG STDMETHODCALLTYPE Release() override;
     ///@}
     /// @name IDropSource
-    /// QueryContinueDrag cancels on escape (or once a hook has thrown),
+    /// QueryContinueDrag cancels on escape (or once an exception was kept for
+    /// the running DoDragDrop),
     /// drops when the dragging button is released (with no dragging button:
     /// when the key state differs from the one at the start) and otherwise
     /// goes on; GiveFeedback leaves the cursors to the system
@@ -328,11 +343,15 @@ private:
 /// and override the hooks; call DoEvent from the notify window's handler of
 /// the registered message.
 ///
-/// A hook that throws while the system is calling the library (during a
-/// drag) does not unwind through the system: the exception is kept and
-/// rethrown by CVskDropSource::DoDragDrop when the drag ends, or by
-/// vsk::RethrowDragDropHookError for drags that other programs start.
-/// Called directly, DoEvent lets the exception through.
+/// A hook that throws while the library forwards a drag event (during a
+/// drag) does not unwind through the system: the drop target refuses the
+/// event and the exception goes to the innermost library call running on
+/// the thread, which throws it: CVskDropSource::DoDragDrop for a drag within
+/// the program, CVskWnd::DoMessageLoop or DoEvent for a drag that another
+/// program runs over a window of this one. With no library call running
+/// (the program pumps messages itself) it is written to the log and kept
+/// for vsk::RethrowDragDropHookError. Called directly, DoEvent lets the
+/// exception through.
 ///
 /// Thread safety: the thread that owns the windows.
 class VSK_API CVskDnDDropEvent {
@@ -419,9 +438,13 @@ namespace vsk {
 
 /// Rethrows (and forgets) the first exception that a drag-and-drop hook or
 /// COM method of the library threw on this thread while the system was
-/// calling it, if any. CVskDropSource::DoDragDrop does this itself; a
-/// program whose windows receive drags from other programs calls it after
-/// DispatchMessageA.
+/// calling it and no library call was running, if any: a drag that another
+/// program runs while the program pumps messages with its own loop. Such
+/// exceptions are written to the log when they happen; a program with its
+/// own loop calls this after DispatchMessageA to see them. Only this call
+/// gives them: no later DoDragDrop, DoMessageLoop or DoEvent throws them or
+/// is cancelled by them. (While DoDragDrop, DoMessageLoop or DoEvent runs,
+/// those throw the exception themselves.)
 VSK_API void RethrowDragDropHookError();
 
 } // namespace vsk

@@ -1,7 +1,7 @@
 // Vskwnd.cpp - the window class and message loop.
 #include "gui/Vskwnd.h"
 
-#include <exception>
+#include "platform/CallbackBoundary.h"
 
 VSK_DEFINE_UNIT(Vskwnd, nullptr, nullptr)
 
@@ -11,15 +11,15 @@ const char kDefaultClassName[] = "VOSKEL Default Window Class";
 const char kNoneTitle[] = "None Title";
 const DWORD kErrorClassAlreadyExists = 1410;
 
-// The exception a handler threw while the system was calling the window
-// procedure. Windows belong to one thread, so one slot per thread suffices;
-// the first exception wins until it has been thrown again.
-thread_local std::exception_ptr t_pendingException;
+// What a handler threw while no library call was running on the thread
+// (the program pumps messages itself, or sent the message) waits here for
+// vsk::RethrowWindowHandlerError.
+const vsk::detail::CErrorCollector kHandlerErrors{"vsk::RethrowWindowHandlerError"};
 
-void KeepException() {
-    if (!t_pendingException)
-        t_pendingException = std::current_exception();
-}
+// A handler that failed inside GetMessageA (a message sent by another
+// thread) wakes the loop, which then throws at once instead of waiting for
+// the next posted message.
+void WakeMessageLoop(void*) { PostThreadMessageA(GetCurrentThreadId(), WM_NULL, 0, 0); }
 
 WNDCLASSEXA DefaultClass(const char* title) {
     WNDCLASSEXA wc{};
@@ -42,17 +42,7 @@ CVskWnd* StoredObject(HWND hwnd) { return reinterpret_cast<CVskWnd*>(GetWindowLo
 
 } // namespace
 
-namespace vsk::detail {
-
-void RethrowPendingWndException() {
-    if (!t_pendingException)
-        return;
-    std::exception_ptr pending = t_pendingException;
-    t_pendingException = nullptr;
-    std::rethrow_exception(pending);
-}
-
-} // namespace vsk::detail
+void vsk::RethrowWindowHandlerError() { vsk::detail::RethrowCollectedError(kHandlerErrors); }
 
 CVskWnd::CVskWnd() : m_hWnd(nullptr), m_hExtra(nullptr) {}
 
@@ -69,11 +59,12 @@ int CVskWnd::Create(WNDCLASSEXA* wc, const char* title, unsigned long style, uns
     wc->hInstance = static_cast<HINSTANCE>(instance);
     if (RegisterClassExA(wc) == 0 && GetLastError() != kErrorClassAlreadyExists)
         return -1;
+    vsk::detail::CSystemCallScope call;
     HWND hwnd = CreateWindowExA(exStyle, wc->lpszClassName, title, style, x, y, width, height,
                                 static_cast<HWND>(parent), static_cast<HMENU>(menu), static_cast<HINSTANCE>(instance),
                                 this);
     m_hWnd = hwnd;
-    vsk::detail::RethrowPendingWndException();
+    call.RethrowError();
     return hwnd == nullptr ? -1 : 0;
 }
 
@@ -118,35 +109,43 @@ LRESULT CALLBACK CVskWnd::WndProc(HWND hwnd, UINT msg, WPARAM wParam, LPARAM lPa
             return wnd->OnMessage(msg, static_cast<unsigned int>(wParam), static_cast<long>(lParam));
         }
     } catch (...) {
-        KeepException();
+        // The system sees 0; the exception goes to the library call running
+        // on the thread (or, with none, to the log and the collecting call).
+        vsk::detail::KeepCaughtException(VSK_BOUNDARY_SITE("CVskWnd::WndProc"), &kHandlerErrors);
         return 0;
     }
 }
 
 void CVskWnd::DoEvent() const {
-    // An exception kept from a message sent outside a dispatch comes first.
-    vsk::detail::RethrowPendingWndException();
+    vsk::detail::CSystemCallScope call;
     MSG msg;
     while (PeekMessageA(&msg, m_hWnd, 0, 0, PM_REMOVE)) {
         TranslateMessage(&msg);
         DispatchMessageA(&msg);
-        vsk::detail::RethrowPendingWndException();
+        call.RethrowError();
     }
+    // A message that another thread sent is handled inside PeekMessageA.
+    call.RethrowError();
 }
 
 int CVskWnd::DoMessageLoop() const {
     if (m_hWnd == nullptr)
         return -1;
-    vsk::detail::RethrowPendingWndException();
+    vsk::detail::CSystemCallScope call;
     MSG msg;
     while (m_hWnd != nullptr) {
+        call.SetStopAction(&WakeMessageLoop, nullptr);
+        const BOOL got = GetMessageA(&msg, nullptr, 0, 0);
+        call.SetStopAction(nullptr, nullptr);
+        if (got == -1) {
+            call.RethrowError();
+            return -1;
+        }
         // A WM_QUIT (result 0) is dispatched like any message: only the
         // window's destruction ends the loop.
-        if (GetMessageA(&msg, nullptr, 0, 0) == -1)
-            return -1;
         TranslateMessage(&msg);
         DispatchMessageA(&msg);
-        vsk::detail::RethrowPendingWndException();
+        call.RethrowError();
     }
     return 0;
 }

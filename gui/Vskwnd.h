@@ -20,11 +20,21 @@ VSK_DECLARE_UNIT(Vskwnd)
 /// WM_NCCREATE).
 ///
 /// Exceptions: a C++ exception thrown by a handler never travels through the
-/// system's frames. The window procedure keeps it (the first one, per
-/// thread), returns 0 to the system, and Create, DoEvent or DoMessageLoop
-/// throw it again, unchanged, once the system call that ran the handler has
-/// returned. A message sent by other code (SendMessageA, DestroyWindow) keeps
-/// its exception until the next of those three calls on the thread.
+/// system's frames. The window procedure returns 0 to the system and keeps
+/// the exception for the innermost library call running on the thread that
+/// entered the system (Create, DoEvent, DoMessageLoop, but also
+/// CVskDropSource::DoDragDrop or CSelectDirectory::Open when their modal
+/// loop dispatched the message); that call stops (a drag is cancelled, a
+/// folder dialog closed) and throws it again, unchanged, from its own frame
+/// once the system call returned. A handler that runs DoDragDrop inside
+/// DoMessageLoop thus has the drag's errors thrown by DoDragDrop, into the
+/// handler, and whatever leaves the handler thrown by DoMessageLoop. A call
+/// keeps the first exception; later ones go to the log as failure reports.
+/// With no library call running (the program pumps messages itself, or
+/// sends the message: SendMessageA, DestroyWindow), the exception is written
+/// to the log as a failure report ("例外発生(<what()>)" with the position of
+/// the window procedure) and kept for vsk::RethrowWindowHandlerError; no
+/// other call ever throws it.
 ///
 /// Example:
 ///   class CMyWnd : public CVskWnd {
@@ -55,7 +65,7 @@ public:
     /// Returns 0, or -1 when the registration fails otherwise or the window
     /// cannot be created (the last error as the failing call set it).
     /// Errors: throws again an exception that OnCreate (or another handler run
-    /// during creation) threw.
+    /// during creation) threw; the window exists then.
     int Create(WNDCLASSEXA* wc, const char* title, unsigned long style, unsigned long exStyle, int x, int y,
                int width, int height, void* parent, void* menu, void* instance);
 
@@ -66,7 +76,8 @@ public:
     /// (PeekMessageA with PM_REMOVE, TranslateMessage, DispatchMessageA) until
     /// none is left. Other windows' and thread messages stay queued.
     /// Errors: throws again, after DispatchMessageA returns, an exception a
-    /// handler threw; the messages after it stay queued.
+    /// handler threw (also a handler of a message that another thread sent,
+    /// handled inside PeekMessageA); the messages after it stay queued.
     void DoEvent() const;
 
     /// Runs GetMessageA / TranslateMessage / DispatchMessageA for every window
@@ -74,8 +85,11 @@ public:
     /// the window's destruction does. Returns 0 then; -1 at once without a
     /// window, or on a GetMessageA error.
     /// Errors: throws again, after DispatchMessageA returns, an exception a
-    /// handler threw (the window still exists then and the loop can be run
-    /// again).
+    /// handler threw, also one of a drag-and-drop hook during a drag that
+    /// another program runs over a window of the thread (the window still
+    /// exists then and the loop can be run again). A handler that failed on a
+    /// message sent by another thread, inside GetMessageA, wakes the loop,
+    /// which throws without waiting for another message.
     int DoMessageLoop() const;
 
     /// Moves and sizes the window so that its client area is the given
@@ -105,8 +119,21 @@ protected:
     void* m_hExtra;
 };
 
-namespace vsk::detail {
-/// Throws again the exception a window procedure of this thread kept, if
-/// any, and forgets it. Internal.
-VSK_API void RethrowPendingWndException();
-} // namespace vsk::detail
+namespace vsk {
+
+/// Throws again (and forgets) the first exception that a CVskWnd handler
+/// threw on this thread while no library call was running (the program
+/// pumps messages itself, or sent the message), if any. Such exceptions are
+/// written to the log when they happen; a program with its own message loop
+/// calls this after DispatchMessageA to see them. Only this call gives them.
+///
+/// Example:
+///   while (GetMessageA(&msg, NULL, 0, 0) > 0) {
+///       TranslateMessage(&msg);
+///       DispatchMessageA(&msg);
+///       vsk::RethrowWindowHandlerError();
+///       vsk::RethrowDragDropHookError();
+///   }
+VSK_API void RethrowWindowHandlerError();
+
+} // namespace vsk

@@ -4,7 +4,8 @@
 //   1. the system's dispatcher calls GuardHandler with the exception record and
 //      the faulting context, the faulting frames still on the stack;
 //   2. GuardHandler calls the filter; a C++ exception from it is caught right
-//      there (thrown and caught inside our own frames only) and kept;
+//      there (thrown and caught inside our own frames only) and kept for the
+//      guard, which is a running call into the system (CallbackBoundary.h);
 //   3. where the faulting code has unwind information, the handler lets the
 //      system resume the thread in ThrowAtFault as if the faulting
 //      instruction had called it (a short leaf of code without unwind
@@ -17,9 +18,15 @@
 //      the guard, leaving the guard's own on top, and __builtin_longjmp
 //      resumes in RunSehGuarded, which removes its registration and throws
 //      the kept exception from its own frame; destructors between the fault
-//      and the guard do not run on this path.
+//      and the guard do not run on this path, so the library's running calls
+//      made inside the body are ended before the jump, while their objects
+//      are still there.
+// A callback that keeps an exception for the guard while its body runs
+// (the body entered the system, which called a window procedure) has it
+// thrown by the guard when the body returns.
 #include "platform/Seh.h"
 
+#include "platform/CallbackBoundary.h"
 #include "platform/FaultUnwind.h"
 
 #include <cstddef>
@@ -41,7 +48,7 @@ struct CGuardFrame {
     void* resume[5]; // __builtin_setjmp's buffer
     SehFilter filter;
     void* filterContext;
-    std::exception_ptr error;
+    CSystemCallScope* call; // the guard's running call: the filter's exception is kept there
     unsigned long code;
     EXCEPTION_RECORD fault; // for the unwind of the fallback path
 };
@@ -100,7 +107,7 @@ void CallFilter(void* p) {
         call->frame->filter(call->record->ExceptionCode, &pointers, call->frame->filterContext);
         call->threw = false;
     } catch (...) {
-        call->frame->error = std::current_exception();
+        call->frame->call->Keep(std::current_exception(), VSK_BOUNDARY_SITE("vsk::detail::RunSehGuarded"));
         call->threw = true;
     }
 }
@@ -135,20 +142,20 @@ void CallOnStack(void (*fn)(void*), void* arg, void* top) {
                  : "eax", "ecx", "edx", "memory", "cc");
 }
 
-void CallFilterOnSideStack(CFilterCall& call) {
+void RunOnSideStack(void (*fn)(void*), void* arg) {
     unsigned char* stack = g_sideStack;
     const bool shared = InterlockedExchange(&g_sideStackBusy, 1) == 0;
     if (!shared) {
         stack = static_cast<unsigned char*>(
             VirtualAlloc(nullptr, kSideStackSize, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
         if (!stack) {
-            CallFilter(&call); // nothing better: try on what is left
+            fn(arg); // nothing better: try on what is left
             return;
         }
     }
     const CStackLimits saved = ReadStackLimits();
     WriteStackLimits({stack + kSideStackSize, stack});
-    CallOnStack(CallFilter, &call, stack + kSideStackSize - 16);
+    CallOnStack(fn, arg, stack + kSideStackSize - 16);
     WriteStackLimits(saved);
     if (shared)
         InterlockedExchange(&g_sideStackBusy, 0);
@@ -156,17 +163,20 @@ void CallFilterOnSideStack(CFilterCall& call) {
         VirtualFree(stack, 0, MEM_RELEASE);
 }
 
+// Ends the library's running calls made inside the guard's body, before a
+// jump leaves their frames behind; what they held goes to the guard (and
+// from there to the report, the guard having the filter's exception).
+void AbandonCallsInsideGuard(void* frame) { static_cast<CGuardFrame*>(frame)->call->AbandonInnerCalls(); }
+
 // Throws the guard's kept exception as if the faulting code had called this
 // function (its return address is the faulting instruction's address plus
 // one, or the return address of the faulting leaf's call). Entered with the
 // guard frame in EAX, when the system has resumed the thread.
 extern "C" __attribute__((regparm(1), noinline, used)) void vsk_ThrowAtFault(CGuardFrame* frame) {
     auto* const frameBase = static_cast<char*>(__builtin_frame_address(0));
-    if (ExceptionCanReach(frame, frameBase + 8)) {
-        std::exception_ptr error = frame->error;
-        frame->error = nullptr;
-        std::rethrow_exception(error);
-    }
+    if (ExceptionCanReach(frame, frameBase + 8))
+        std::rethrow_exception(frame->call->TakeError());
+    AbandonCallsInsideGuard(frame);
     UnwindTo(&frame->record, &frame->fault);
     __builtin_longjmp(frame->resume, 1);
 }
@@ -211,7 +221,7 @@ extern "C" EXCEPTION_DISPOSITION __cdecl GuardHandler(EXCEPTION_RECORD* record, 
     auto* frame = static_cast<CGuardFrame*>(establisher);
     CFilterCall call{frame, record, context, false};
     if (record->ExceptionCode == EXCEPTION_STACK_OVERFLOW)
-        CallFilterOnSideStack(call);
+        RunOnSideStack(CallFilter, &call);
     else
         CallFilter(&call);
     if (!call.threw)
@@ -221,6 +231,11 @@ extern "C" EXCEPTION_DISPOSITION __cdecl GuardHandler(EXCEPTION_RECORD* record, 
     frame->fault.ExceptionRecord = nullptr;
     if (ResumeInThrowAtFault(*record, *context, frame))
         return ExceptionContinueExecution;
+    // What is left of an overflowed stack is too little for a report.
+    if (record->ExceptionCode == EXCEPTION_STACK_OVERFLOW)
+        RunOnSideStack(AbandonCallsInsideGuard, frame);
+    else
+        AbandonCallsInsideGuard(frame);
     UnwindTo(&frame->record, record);
     __builtin_longjmp(frame->resume, 1);
 }
@@ -235,6 +250,8 @@ void RunSehGuarded(void (*body)(void*), void* bodyContext, SehFilter filter, voi
     frame.record.handler = reinterpret_cast<void*>(&GuardHandler);
     frame.filter = filter;
     frame.filterContext = filterContext;
+    CSystemCallScope call;
+    frame.call = &call;
     frame.code = 0;
     CGuardFrame* volatile self = &frame;
     // The resume restores only EBP and ESP; naming the other registers that
@@ -250,18 +267,18 @@ void RunSehGuarded(void (*body)(void*), void* bodyContext, SehFilter filter, voi
             throw;
         }
         SetChainHead(frame.record.next);
+        call.RethrowError();
         return;
     }
     // Resumed by the handler after a structured exception: the chain's head
-    // is this guard's registration again.
+    // is this guard's registration again (and the running calls made inside
+    // the body were ended before the jump).
     SetChainHead(self->record.next);
     // A stack overflow used up the stack's guard page; put it back so that
     // the next overflow is reported again instead of ending the process.
     if (self->code == EXCEPTION_STACK_OVERFLOW)
         _resetstkoflw();
-    std::exception_ptr error = self->error;
-    self->error = nullptr;
-    std::rethrow_exception(error);
+    self->call->RethrowError();
 }
 
 } // namespace vsk::detail

@@ -19,7 +19,9 @@ using SehFilter = void (*)(unsigned long code, EXCEPTION_POINTERS* pointers, voi
 
 /// Runs `body(bodyContext)` with a registration of its own on the thread's
 /// exception chain (fs:[0]), removed again however the body ends. A C++
-/// exception of the body passes through unchanged.
+/// exception of the body passes through unchanged. The guard is a running
+/// call into the system (CallbackBoundary.h): an exception that a callback
+/// keeps for it while the body runs is thrown when the body returns.
 ///
 /// What runs after a structured exception whose filter threw:
 /// - where the faulting instruction lies in code with unwind information
@@ -36,7 +38,9 @@ using SehFilter = void (*)(unsigned long code, EXCEPTION_POINTERS* pointers, voi
 ///   built without non-call exceptions, or in a noexcept function (where an
 ///   exception would end the process). The frames between the fault and the
 ///   guard are left without running their destructors: a lock they hold
-///   stays held, a handle they own stays open.
+///   stays held, a handle they own stays open. The library's running calls
+///   among them end there; an exception one of them held goes to the guard,
+///   which reports it as a later one (CallbackBoundary.h).
 /// Thread safety: any thread; the registration belongs to the calling thread.
 void RunSehGuarded(void (*body)(void*), void* bodyContext, SehFilter filter, void* filterContext);
 

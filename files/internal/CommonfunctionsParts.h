@@ -3,6 +3,7 @@
 // of a result. Internal: not installed, not for programs.
 #pragma once
 
+#include "files/internal/CommonfunctionsHooks.h"
 #include "foundation/Vskstr.h"
 #include "platform/MbcsCursor.h"
 
@@ -21,6 +22,10 @@ struct CPathMarks {
 /// (before its start-up or after its exit routine) from a set of constants
 /// of its own.
 CPathMarks PathMarks();
+
+/// Puts `fn` (the library's own when null) in place of GetWindowList's
+/// append step and returns the one it replaces; the hook table's entry.
+WindowListAppendFn ReplaceWindowListAppend(WindowListAppendFn fn);
 
 // ---- Byte walks --------------------------------------------------------------
 // The path functions read the characters in place instead of cutting strings

@@ -25,6 +25,7 @@ struct CommonfunctionsHookTable;
 struct DirinfoHookTable;
 struct VskpipeHookTable;
 struct VskoledndHookTable;
+struct SelectdirectoryHookTable;
 
 /// The hook tables of every unit that has hooks, each defined in the unit's
 /// source.
@@ -38,6 +39,7 @@ struct InternalHookTables {
     const DirinfoHookTable* dirinfo;
     const VskpipeHookTable* vskpipe;
     const VskoledndHookTable* vskolednd;
+    const SelectdirectoryHookTable* selectdirectory;
 };
 
 } // namespace vsk::detail

@@ -5,6 +5,7 @@
 
 #include "platform/Win32.h"
 #include "tests/support/TestSupport.h"
+#include "files/internal/CommonfunctionsHooks.h"
 #include "files/internal/VskpipeHooks.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -452,6 +454,55 @@ TEST(GetWindowList, ThreadWithoutWindowsAddsNothing) {
     worker.join();
     EXPECT_EQ(1u, list.size());
     EXPECT_FALSE(result) << "EnumThreadWindows returns 0 when it finds no window";
+}
+
+namespace {
+
+int g_appends = 0;
+
+// Appends like the library, but runs out of memory at the second window.
+void AppendFailingAtTheSecond(std::vector<void*>* list, void* window) {
+    if (++g_appends == 2)
+        throw std::bad_alloc();
+    list->push_back(window);
+}
+
+class CFailingWindowListAppend {
+public:
+    CFailingWindowListAppend() : m_previous(vsk::detail::SetWindowListAppend(&AppendFailingAtTheSecond)) {
+        g_appends = 0;
+    }
+    ~CFailingWindowListAppend() { vsk::detail::SetWindowListAppend(m_previous); }
+    CFailingWindowListAppend(const CFailingWindowListAppend&) = delete;
+    CFailingWindowListAppend& operator=(const CFailingWindowListAppend&) = delete;
+
+private:
+    vsk::detail::WindowListAppendFn m_previous;
+};
+
+} // namespace
+
+TEST(GetWindowList, AFailureInsideTheEnumerationIsThrownAfterItAndLeavesTheRestOutMockedBecauseMemoryDoesNotRunOutOnDemand) {
+    std::vector<HWND> windows;
+    for (int i = 0; i < 3; ++i) {
+        windows.push_back(CreateWindowExA(0, "STATIC", "w", WS_OVERLAPPED, 0, 0, 10, 10, nullptr, nullptr,
+                                          GetModuleHandleA(nullptr), nullptr));
+        ASSERT_NE(nullptr, windows.back());
+    }
+    std::vector<void*> list;
+    {
+        CFailingWindowListAppend failing;
+        // The system's enumeration calls the library back; the exception
+        // waits for the enumeration to return and leaves GetWindowList.
+        EXPECT_THROW(vsk::GetWindowList(GetCurrentThreadId(), &list), std::bad_alloc);
+        EXPECT_EQ(2, g_appends) << "no window is appended after the failure";
+    }
+    EXPECT_EQ(1u, list.size());
+    for (HWND window : windows)
+        DestroyWindow(window);
+    // The next call is not touched by the earlier failure.
+    std::vector<void*> again;
+    EXPECT_NO_THROW(vsk::GetWindowList(GetCurrentThreadId(), &again));
 }
 
 namespace {

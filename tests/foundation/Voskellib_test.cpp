@@ -173,11 +173,12 @@ TEST(UnitRoutines, OnlyTheUnitsWithRoutinesRunThemInUnitOrder) {
     std::vector<std::string> startUps;
     for (const std::string& routine : ran)
         (routine.compare(0, 5, "exit ") == 0 ? exits : startUps).push_back(routine);
-    EXPECT_EQ((std::vector<std::string>{"exit Vskmemorymanager", "exit Commfuncbcb", "exit Vskdatetime",
-                                        "exit Commonfunctions", "exit Thread", "exit Filelogger"}),
+    EXPECT_EQ((std::vector<std::string>{"exit Vskmemorymanager", "exit Commfuncbcb", "exit Vskdebug",
+                                        "exit Vskdatetime", "exit Commonfunctions", "exit Thread",
+                                        "exit Filelogger"}),
               exits);
     EXPECT_EQ((std::vector<std::string>{"start-up Filelogger", "start-up Thread", "start-up Commonfunctions",
-                                        "start-up Vskmemorymanager"}),
+                                        "start-up Vskdebug", "start-up Vskmemorymanager"}),
               startUps);
     // Every exit routine runs before every start-up routine.
     ASSERT_FALSE(ran.empty());

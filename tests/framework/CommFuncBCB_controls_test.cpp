@@ -1,6 +1,7 @@
 // CommFuncBCB_controls_test.cpp - tests of the host-framework control helpers
 // of vsk::bcb on real device contexts, windows, list boxes and tree views.
 #include "framework/CommFuncBCB.h"
+#include "gui/Vskwnd.h"
 #include "tests/diagnostics/LogTestSupport.h"
 #include "tests/support/TestSupport.h"
 
@@ -343,6 +344,56 @@ TEST(DrawLineDDA, StandardExceptionOfTheCanvasKeepsItsTypeAndStopsTheDrawing) {
     }
     // After the first failure the remaining 99 points draw nothing.
     EXPECT_EQ(canvas.handleRequests, 1);
+}
+
+namespace {
+
+const UINT kDrawNow = WM_APP + 51;
+
+// A window whose handler draws a dashed line on a canvas that fails.
+class CDrawingWnd : public CVskWnd {
+public:
+    std::string drawThrew = "nothing";
+    bool passItOn = false;
+    long OnMessage(unsigned int msg, unsigned int wParam, long lParam) override {
+        if (msg == kDrawNow) {
+            CFailingCanvas canvas(nullptr, 0);
+            try {
+                vsk::bcb::DrawLineDDA(&canvas, 0, 0, 20, 0, 2, 3);
+            } catch (const std::runtime_error& e) {
+                drawThrew = e.what();
+                if (passItOn)
+                    throw;
+            }
+        }
+        return CVskWnd::OnMessage(msg, wParam, lParam);
+    }
+};
+
+} // namespace
+
+TEST(DrawLineDDA, InsideAWindowHandlerTheCanvasExceptionComesOutOfDrawLineDDAAndWhatLeavesTheHandlerOutOfTheLoop) {
+    CDrawingWnd wnd;
+    ASSERT_EQ(0, wnd.Create(nullptr, "draw", WS_OVERLAPPEDWINDOW, 0, 0, 0, 100, 100, nullptr, nullptr,
+                            GetModuleHandleA(nullptr)));
+    // DrawLineDDA is the innermost running call: the handler catches it, and
+    // DoEvent (the call outside) has nothing to throw.
+    PostMessageA(wnd.GetHandle(), kDrawNow, 0, 0);
+    EXPECT_NO_THROW(wnd.DoEvent());
+    EXPECT_EQ("canvas gone", wnd.drawThrew);
+    // Passed on by the handler, it reaches DoEvent's caller.
+    wnd.passItOn = true;
+    wnd.drawThrew = "nothing";
+    PostMessageA(wnd.GetHandle(), kDrawNow, 0, 0);
+    std::string caught = "nothing";
+    try {
+        wnd.DoEvent();
+    } catch (const std::runtime_error& e) {
+        caught = e.what();
+    }
+    EXPECT_EQ("canvas gone", wnd.drawThrew);
+    EXPECT_EQ("canvas gone", caught);
+    DestroyWindow(wnd.GetHandle());
 }
 
 TEST(DrawLineDDA, SegmentsBeforeTheCanvasFailureStayDrawn) {

@@ -2,6 +2,8 @@
 // a helper thread that finds the dialog and presses its buttons.
 #include "gui/Selectdirectory.h"
 
+#include "gui/Vskwnd.h"
+#include "gui/internal/SelectdirectoryHooks.h"
 #include "tests/gui/DragDropTestSupport.h"
 #include "tests/support/TestSupport.h"
 
@@ -9,8 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdio>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -306,6 +310,124 @@ TEST_F(SelectDirectoryTest, TheChosenItemListIsFreedThroughTheShellsAllocator) {
     EXPECT_EQ(m_other, chosen.c_str());
     // What a confirmed run leaves is what a cancelled one (no item list) leaves.
     EXPECT_EQ(cancelled, confirmed);
+}
+
+// ---------------------------------------------------------------------------
+// Exceptions while the dialog runs: Open ends the dialog and throws them
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// The visible dialog of `thread`, waiting up to 30 s for it or until `open`
+// has returned (a dialog that ends at once never shows).
+HWND WaitForDialogWhileOpen(DWORD thread, const std::atomic<bool>& returned) {
+    for (int i = 0; i < 600 && !returned; ++i) {
+        FindDialog find{thread, nullptr};
+        ::EnumWindows(&FindDialogOfThread, reinterpret_cast<LPARAM>(&find));
+        if (find.found)
+            return find.found;
+        ::Sleep(50);
+    }
+    return nullptr;
+}
+
+// Waits (up to 30 s) for the dialog to go by itself; closes it otherwise,
+// so that the test fails instead of hanging. True when it went by itself.
+bool WaitUntilGone(HWND dialog) {
+    for (int i = 0; i < 600; ++i) {
+        if (!::IsWindow(dialog))
+            return true;
+        ::Sleep(50);
+    }
+    Press(dialog, IDCANCEL);
+    return false;
+}
+
+BOOL __stdcall ThrowingStatusPath(LPCITEMIDLIST, char*) { throw std::runtime_error("status path failed"); }
+
+// Puts the system's lookup back however the test ends.
+class CThrowingStatusPath {
+public:
+    CThrowingStatusPath() : m_previous(vsk::detail::SetStatusPathFunction(&ThrowingStatusPath)) {}
+    ~CThrowingStatusPath() { vsk::detail::SetStatusPathFunction(m_previous); }
+    CThrowingStatusPath(const CThrowingStatusPath&) = delete;
+    CThrowingStatusPath& operator=(const CThrowingStatusPath&) = delete;
+
+private:
+    vsk::detail::PathFromItemsFn m_previous;
+};
+
+const UINT kOwnerFails = WM_APP + 41;
+
+class COwnerWnd : public CVskWnd {
+public:
+    long OnMessage(unsigned int msg, unsigned int wParam, long lParam) override {
+        if (msg == kOwnerFails)
+            throw std::logic_error("owner failed");
+        return CVskWnd::OnMessage(msg, wParam, lParam);
+    }
+};
+
+} // namespace
+
+TEST_F(SelectDirectoryTest, AnExceptionOfTheCallbackEndsTheDialogAndIsThrownByOpenMockedBecauseTheCallbackCannotFailOnItsOwn) {
+    CThrowingStatusPath throwing; // the status text's lookup at the first selection change
+    CSelectDirectory chooser;
+    bool saw = false, wentByItself = false, opened = true;
+    std::atomic<bool> returned{false};
+    std::string caught = "nothing";
+    const DWORD me = ::GetCurrentThreadId();
+    std::thread helper([&] {
+        HWND dialog = WaitForDialogWhileOpen(me, returned);
+        saw = dialog != nullptr;
+        wentByItself = !dialog || WaitUntilGone(dialog);
+    });
+    try {
+        opened = chooser.Open(nullptr, m_other.c_str(), nullptr);
+    } catch (const std::runtime_error& e) {
+        caught = e.what();
+    }
+    returned = true;
+    helper.join();
+    EXPECT_EQ("status path failed", caught);
+    EXPECT_TRUE(opened) << "Open returned instead of throwing";
+    EXPECT_TRUE(wentByItself) << "the dialog stayed open";
+    EXPECT_EQ(0, chooser.GetSelectedFolder().Length());
+    if (!saw)
+        std::printf("the dialog ended before it showed\n");
+}
+
+TEST_F(SelectDirectoryTest, AnExceptionOfAWindowHandlerThatTheDialogsLoopRanEndsTheDialogAndIsThrownByOpen) {
+    COwnerWnd owner;
+    ASSERT_EQ(0, owner.Create(nullptr, "owner", WS_OVERLAPPEDWINDOW, 0, 0, 0, 200, 150, nullptr, nullptr,
+                              ::GetModuleHandleA(nullptr)));
+    CSelectDirectory chooser;
+    bool saw = false, wentByItself = false, opened = true;
+    std::atomic<bool> returned{false};
+    std::string caught = "nothing";
+    const DWORD me = ::GetCurrentThreadId();
+    const HWND ownerWindow = owner.GetHandle();
+    std::thread helper([&] {
+        HWND dialog = WaitForDialogWhileOpen(me, returned);
+        saw = dialog != nullptr;
+        if (!dialog)
+            return;
+        ::PostMessageA(ownerWindow, kOwnerFails, 0, 0); // dispatched by the dialog's modal loop
+        wentByItself = WaitUntilGone(dialog);
+    });
+    try {
+        opened = chooser.Open(ownerWindow, m_other.c_str(), nullptr);
+    } catch (const std::logic_error& e) {
+        caught = e.what();
+    }
+    returned = true;
+    helper.join();
+    ASSERT_TRUE(saw) << "the dialog never showed";
+    EXPECT_EQ("owner failed", caught);
+    EXPECT_TRUE(opened) << "Open returned instead of throwing";
+    EXPECT_TRUE(wentByItself) << "the dialog stayed open";
+    EXPECT_NO_THROW(vsk::RethrowWindowHandlerError()) << "Open took it: nothing is kept for the collecting call";
+    ::DestroyWindow(ownerWindow);
 }
 
 TEST(SelectDirectory, ANewChooserHasNoSelectedFolder) {

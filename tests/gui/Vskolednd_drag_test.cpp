@@ -3,12 +3,14 @@
 // data object and drop target, and the data arrives through the messages.
 #include "gui/Vskolednd.h"
 
+#include "gui/Vskwnd.h"
 #include "tests/gui/DragDropTestSupport.h"
 #include "gui/internal/VskoledndHooks.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdio>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -72,12 +74,15 @@ public:
     DWORD allow = DROPEFFECT_COPY | DROPEFFECT_MOVE;
     bool throwOnDrop = false;
     std::function<void(void*)> onFirstOver;
+    std::function<void()> onEnter;
     std::size_t Remembered() const { return m_formatAtEnter.size(); }
 
     void OnDragEnter(void*, _IDROPTARGET_NOTIFY* r) override {
         calls.push_back("enter");
         formats.push_back(r->format);
         r->effect = allow;
+        if (onEnter)
+            onEnter();
     }
     void OnDragOver(void*, _IDROPTARGET_NOTIFY* r, void* under, unsigned int atEnter) override {
         if (calls.empty() || calls.back() != "over")
@@ -107,6 +112,79 @@ public:
 };
 
 enum class End { Drop, Escape };
+
+// The mouse of one drag, on a thread of its own: presses the button over
+// `from`, and once the drag has begun (Begun) moves over `to` in steps and
+// releases the button there, or presses escape first. A press that never
+// leads to a drag (Ended before Begun: the platform lost it) is released
+// again. A drag that has not ended 10 s after the release (its input went
+// elsewhere) is cancelled, and Stuck says so, instead of waiting for ever.
+class CDragInput {
+public:
+    CDragInput(POINT from, POINT to, End end, bool rightButton)
+        : m_started(::CreateEventA(nullptr, TRUE, FALSE, nullptr)),
+          m_returned(::CreateEventA(nullptr, TRUE, FALSE, nullptr)) {
+        m_thread = std::thread([=] { Run(from, to, end, rightButton); });
+    }
+    ~CDragInput() {
+        Ended();
+        if (m_thread.joinable())
+            m_thread.join();
+        ::CloseHandle(m_started);
+        ::CloseHandle(m_returned);
+    }
+    CDragInput(const CDragInput&) = delete;
+    CDragInput& operator=(const CDragInput&) = delete;
+
+    void Begun() { ::SetEvent(m_started); }
+    void Ended() { ::SetEvent(m_returned); }
+    /// Waits for the thread; true when a drag had to be cancelled.
+    bool Stuck() {
+        Ended();
+        if (m_thread.joinable())
+            m_thread.join();
+        return m_stuck;
+    }
+
+private:
+    void Run(POINT from, POINT to, End end, bool rightButton) {
+        const DWORD down = rightButton ? MOUSEEVENTF_RIGHTDOWN : MOUSEEVENTF_LEFTDOWN;
+        const DWORD up = rightButton ? MOUSEEVENTF_RIGHTUP : MOUSEEVENTF_LEFTUP;
+        SendMouse(MOUSEEVENTF_MOVE, from);
+        SendMouse(down, from);
+        HANDLE either[2] = {m_started, m_returned};
+        if (::WaitForMultipleObjects(2, either, FALSE, 15000) != WAIT_OBJECT_0) {
+            SendMouse(up, from);
+            return;
+        }
+        ::Sleep(300);
+        const int steps = 8;
+        for (int i = 1; i <= steps; ++i) {
+            SendMouse(MOUSEEVENTF_MOVE, POINT{from.x + (to.x - from.x) * i / steps, from.y + (to.y - from.y) * i / steps});
+            ::Sleep(60);
+        }
+        SendMouse(MOUSEEVENTF_MOVE, POINT{to.x + 2, to.y + 2});
+        ::Sleep(200);
+        if (end == End::Escape) {
+            SendKey(VK_ESCAPE, false);
+            ::Sleep(100);
+            SendKey(VK_ESCAPE, true);
+            ::Sleep(300);
+        }
+        SendMouse(up, POINT{to.x + 2, to.y + 2});
+        while (::WaitForSingleObject(m_returned, 10000) == WAIT_TIMEOUT) {
+            m_stuck = true;
+            SendKey(VK_ESCAPE, false);
+            SendKey(VK_ESCAPE, true);
+            SendMouse(up, POINT{to.x + 2, to.y + 2});
+        }
+    }
+
+    HANDLE m_started;
+    HANDLE m_returned;
+    std::atomic<bool> m_stuck{false};
+    std::thread m_thread;
+};
 
 class RealDragTest : public ::testing::Test {
 protected:
@@ -149,75 +227,52 @@ protected:
 
     // Presses the button over the source, then (once the drag has begun)
     // moves over the target in steps and releases the button or presses
-    // escape; returns what DoDragDrop returned.
+    // escape; returns what DoDragDrop returned. A round whose button press
+    // the platform lost is run again, at most three times, saying so.
     long Drag(const std::vector<unsigned int>& formats, int allowed, End end, UINT message = kDataMessage,
               bool rightButton = false) {
-        const DWORD down = rightButton ? MOUSEEVENTF_RIGHTDOWN : MOUSEEVENTF_LEFTDOWN;
-        const DWORD up = rightButton ? MOUSEEVENTF_RIGHTUP : MOUSEEVENTF_LEFTUP;
-        const POINT from = m_source->Center(), to = m_target->Center();
+        for (int round = 1; round <= 3; ++round) {
+            long result = -2;
+            std::exception_ptr error;
+            if (TryDrag(formats, allowed, end, message, rightButton, result, error)) {
+                if (error)
+                    std::rethrow_exception(error);
+                return result;
+            }
+            std::printf("round %d: the button press never reached the source window; the drag is run again\n", round);
+        }
+        ADD_FAILURE() << "the button press never reached the source window in three rounds";
+        return -2;
+    }
+
+    // One round of Drag; false when the button press was lost.
+    bool TryDrag(const std::vector<unsigned int>& formats, int allowed, End end, UINT message, bool rightButton,
+                 long& result, std::exception_ptr& error) {
         ::SetForegroundWindow(m_source->Handle());
         ::SetFocus(m_source->Handle());
-        HANDLE started = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
-        HANDLE returned = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
-        std::atomic<bool> stuck{false};
-        std::thread input([&] {
-            SendMouse(MOUSEEVENTF_MOVE, from);
-            SendMouse(down, from);
-            if (::WaitForSingleObject(started, 10000) != WAIT_OBJECT_0)
-                return;
-            ::Sleep(300);
-            const int steps = 8;
-            for (int i = 1; i <= steps; ++i) {
-                SendMouse(MOUSEEVENTF_MOVE, POINT{from.x + (to.x - from.x) * i / steps, from.y + (to.y - from.y) * i / steps});
-                ::Sleep(60);
-            }
-            SendMouse(MOUSEEVENTF_MOVE, POINT{to.x + 2, to.y + 2});
-            ::Sleep(200);
-            if (end == End::Escape) {
-                SendKey(VK_ESCAPE, false);
-                ::Sleep(100);
-                SendKey(VK_ESCAPE, true);
-                ::Sleep(300);
-            }
-            SendMouse(up, POINT{to.x + 2, to.y + 2});
-            // A drag that has not ended 10 s after the release (its input
-            // went elsewhere) is cancelled, and the test fails instead of
-            // waiting for ever.
-            while (::WaitForSingleObject(returned, 10000) == WAIT_TIMEOUT) {
-                stuck = true;
-                SendKey(VK_ESCAPE, false);
-                SendKey(VK_ESCAPE, true);
-                SendMouse(up, POINT{to.x + 2, to.y + 2});
-            }
-        });
+        m_buttonDown = false;
+        CDragInput input(m_source->Center(), m_target->Center(), end, rightButton);
         const DWORD deadline = ::GetTickCount() + 10000;
         while (!m_buttonDown && ::GetTickCount() < deadline) {
             vsktest::PumpMessages();
             ::Sleep(10);
         }
-        long result = -2;
-        std::exception_ptr error;
-        if (m_buttonDown) {
-            ::SetEvent(started);
-            try {
-                result = CVskDropSource::DoDragDrop(m_source->Handle(), message, formats, allowed);
-            } catch (...) {
-                error = std::current_exception(); // given on once the input thread is done
-            }
-        } else {
-            ADD_FAILURE() << "the button press never reached the source window";
-            ::SetEvent(started);
+        if (!m_buttonDown) {
+            input.Ended();
+            EXPECT_FALSE(input.Stuck());
+            vsktest::PumpMessages();
+            return false;
         }
-        ::SetEvent(returned);
-        input.join();
-        ::CloseHandle(started);
-        ::CloseHandle(returned);
-        EXPECT_FALSE(stuck) << "the drag did not end after the button's release and was cancelled";
+        input.Begun();
+        try {
+            result = CVskDropSource::DoDragDrop(m_source->Handle(), message, formats, allowed);
+        } catch (...) {
+            error = std::current_exception(); // given on once the input thread is done
+        }
+        EXPECT_FALSE(input.Stuck()) << "the drag did not end after the button's release and was cancelled";
         vsktest::PumpMessages();
         m_buttonDown = false;
-        if (error)
-            std::rethrow_exception(error);
-        return result;
+        return true;
     }
 
     static const UINT kRenderOwnMessage = WM_APP + 23;
@@ -383,6 +438,160 @@ TEST_F(RealDragTest, ChoiceATargetWindowDestroyedByItsHookDuringTheDragLosesItsE
     EXPECT_EQ(1u, rememberedInHook);
     EXPECT_EQ(0u, m_sink.Remembered());
     EXPECT_TRUE(m_sink.text.empty());
+}
+
+// ---------------------------------------------------------------------------
+// Exceptions during a drag: DoDragDrop, the innermost running call, cancels
+// the drag and throws them; none outlives it or touches a later drag
+// ---------------------------------------------------------------------------
+
+const UINT kBystanderFails = WM_APP + 24;
+const UINT kEndLoop = WM_APP + 25;
+
+// A window of the library that has nothing to do with the drag.
+class CBystanderWnd : public CVskWnd {
+public:
+    long OnMessage(unsigned int msg, unsigned int wParam, long lParam) override {
+        if (msg == kBystanderFails)
+            throw std::logic_error("bystander failed");
+        return CVskWnd::OnMessage(msg, wParam, lParam);
+    }
+};
+
+std::string CollectedHookError() {
+    try {
+        vsk::RethrowDragDropHookError();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "nothing";
+}
+
+TEST_F(RealDragTest, AWindowHandlersExceptionInTheDragsOwnLoopCancelsTheDragAndComesOutOfDoDragDrop) {
+    // (Before, it was kept for the window's next loop: the drag went on and
+    // dropped, and the exception came out of a later, unrelated loop.)
+    Register({CF_TEXT});
+    m_provider.text = "never dropped";
+    CBystanderWnd bystander;
+    ASSERT_EQ(0, bystander.Create(nullptr, "bystander", WS_OVERLAPPEDWINDOW, 0, 0, 0, 100, 100, nullptr, nullptr,
+                                  ::GetModuleHandleA(nullptr)));
+    // Posted when the drag enters the target; the drag's own loop dispatches it.
+    m_sink.onEnter = [&bystander] { ::PostMessageA(bystander.GetHandle(), kBystanderFails, 0, 0); };
+    std::string caught = "nothing";
+    try {
+        Drag({CF_TEXT}, DROPEFFECT_COPY, End::Drop);
+    } catch (const std::logic_error& e) {
+        caught = e.what();
+    }
+    EXPECT_EQ("bystander failed", caught);
+    EXPECT_TRUE(m_sink.text.empty()) << "the drag was not cancelled";
+    // DoDragDrop took it: no later loop and no collecting call sees it.
+    EXPECT_NO_THROW(bystander.DoEvent());
+    EXPECT_NO_THROW(vsk::RethrowWindowHandlerError());
+    EXPECT_EQ("nothing", CollectedHookError());
+    ::DestroyWindow(bystander.GetHandle());
+}
+
+TEST_F(RealDragTest, AnExceptionKeptForTheCollectingCallNeitherCancelsNorFailsALaterDrag) {
+    Register({CF_TEXT});
+    // A drop hook fails while no library call runs, as in a drag of another
+    // program that the program's own loop handles: the target is called as
+    // the system would call it.
+    m_sink.throwOnDrop = true;
+    IDataObject* data = CVskDataObject::CreateInstance(m_source->Handle(), kDataMessage, {CF_TEXT});
+    ASSERT_NE(nullptr, data);
+    m_provider.text = "earlier";
+    POINTL pt{m_target->Center().x, m_target->Center().y};
+    DWORD effect = DROPEFFECT_COPY;
+    EXPECT_EQ(E_UNEXPECTED, m_dropTarget->Drop(data, 0, pt, &effect));
+    data->Release();
+    EXPECT_EQ("earlier", m_sink.text);
+    // The program's next drag runs as if nothing had happened.
+    m_sink.throwOnDrop = false;
+    m_sink.text.clear();
+    m_provider.text = "later";
+    long later = -2;
+    EXPECT_NO_THROW(later = Drag({CF_TEXT}, DROPEFFECT_COPY, End::Drop));
+    EXPECT_EQ(DROPEFFECT_COPY, later);
+    EXPECT_EQ("later", m_sink.text);
+    // Only the collecting call gives the earlier exception, once.
+    EXPECT_EQ("drop hook failed", CollectedHookError());
+    EXPECT_EQ("nothing", CollectedHookError());
+}
+
+// A source window of the library whose handler starts the drag when its
+// button goes down, as programs do.
+class CDraggingWnd : public CVskWnd {
+public:
+    std::function<void()> onButtonDown;
+    CProvider* provider = nullptr;
+    long OnMessage(unsigned int msg, unsigned int wParam, long lParam) override {
+        if (msg == kDataMessage)
+            provider->DoEvent(m_hWnd, wParam, lParam);
+        if (msg == WM_LBUTTONDOWN && onButtonDown)
+            onButtonDown();
+        if (msg == kEndLoop)
+            ::DestroyWindow(m_hWnd);
+        return CVskWnd::OnMessage(msg, wParam, lParam);
+    }
+};
+
+TEST_F(RealDragTest, ADragThatAHandlerRunsInsideDoMessageLoopThrowsIntoTheHandlerAndWhatLeavesItOutOfTheLoop) {
+    Register({CF_TEXT});
+    m_provider.text = "nested";
+    m_sink.throwOnDrop = true;
+    std::string handlerSaw = "nothing", loopThrew = "nothing";
+    bool dragged = false;
+    for (int round = 1; round <= 3 && !dragged; ++round) {
+        CDraggingWnd source;
+        source.provider = &m_provider;
+        ASSERT_EQ(0, source.Create(nullptr, "source", WS_POPUP | WS_VISIBLE, WS_EX_TOPMOST, 40, 240, 160, 160, nullptr,
+                                   nullptr, ::GetModuleHandleA(nullptr)));
+        const HWND sourceWindow = source.GetHandle();
+        RECT r{};
+        ::GetWindowRect(sourceWindow, &r);
+        HANDLE pressed = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        CDragInput input(POINT{(r.left + r.right) / 2, (r.top + r.bottom) / 2}, m_target->Center(), End::Drop, false);
+        source.onButtonDown = [&] {
+            dragged = true;
+            ::SetEvent(pressed);
+            input.Begun();
+            try {
+                CVskDropSource::DoDragDrop(sourceWindow, kDataMessage, {CF_TEXT}, DROPEFFECT_COPY);
+            } catch (const std::exception& e) {
+                handlerSaw = e.what();
+                ::PostMessageA(sourceWindow, kEndLoop, 0, 0); // ends the loop should it not throw
+                throw;                                        // on out of the handler
+            }
+            ::PostMessageA(sourceWindow, kEndLoop, 0, 0);
+        };
+        // A press that never arrives (the platform lost it) ends the loop
+        // after 15 s, and the round is run again.
+        std::thread watchdog([&] {
+            if (::WaitForSingleObject(pressed, 15000) == WAIT_TIMEOUT)
+                ::PostMessageA(sourceWindow, kEndLoop, 0, 0);
+        });
+        ::SetForegroundWindow(sourceWindow);
+        try {
+            source.DoMessageLoop();
+        } catch (const std::exception& e) {
+            loopThrew = e.what();
+        }
+        ::SetEvent(pressed);
+        watchdog.join();
+        ::CloseHandle(pressed);
+        EXPECT_FALSE(input.Stuck()) << "the drag did not end after the button's release and was cancelled";
+        if (source.GetHandle())
+            ::DestroyWindow(source.GetHandle());
+        vsktest::PumpMessages();
+        if (!dragged)
+            std::printf("round %d: the button press never reached the source window; the drag is run again\n", round);
+    }
+    ASSERT_TRUE(dragged) << "the button press never reached the source window in three rounds";
+    EXPECT_EQ("nested", m_sink.text);
+    EXPECT_EQ("drop hook failed", handlerSaw) << "DoDragDrop, the innermost call, throws it into the handler";
+    EXPECT_EQ("drop hook failed", loopThrew) << "what leaves the handler comes out of DoMessageLoop";
+    EXPECT_EQ("nothing", CollectedHookError());
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 // real windows and real global memory.
 #include "gui/Vskolednd.h"
 
+#include "gui/Vskwnd.h"
+#include "tests/diagnostics/LogTestSupport.h"
 #include "tests/gui/DragDropTestSupport.h"
 #include "tests/support/TestSupport.h"
 #include "gui/internal/VskoledndHooks.h"
@@ -14,7 +16,9 @@
 
 #include <cstddef>
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <regex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -611,27 +615,135 @@ TEST_F(ForwardingTest, ARegisteredFormatThatIsNeitherTextNorFileListIsRoutedToDr
     EXPECT_EQ((std::vector<std::string>{"enter", "leave"}), m_sink.calls); // not "other"
 }
 
-TEST_F(ForwardingTest, ChoiceAHookExceptionDuringForwardingIsKeptUntilRethrowDragDropHookError) {
+namespace {
+
+class CThrowingDropSink : public CVskDnDDropEvent {
+    void OnDropText(void*, const char*) override { throw std::runtime_error("hook failed"); }
+};
+
+// The log goes to a file of a fresh folder while the object lives.
+class CLogFile {
+public:
+    CLogFile() : m_path(m_dir.File("app.log")) { EXPECT_TRUE(FileLogger_SetLogFileName(m_path.c_str())); }
+    ~CLogFile() { FileLogger_SetLogFileName(nullptr); }
+    CLogFile(const CLogFile&) = delete;
+    CLogFile& operator=(const CLogFile&) = delete;
+    std::string Text() const { return vsktest::MaskTimestamps(vsktest::ReadOrMissing(m_path)); }
+
+private:
+    vsktest::CTempDir m_dir;
+    std::string m_path;
+};
+
+std::string CollectedHookError() {
+    try {
+        vsk::RethrowDragDropHookError();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "nothing";
+}
+
+} // namespace
+
+TEST_F(ForwardingTest, AHookExceptionDuringForwardingRefusesTheDropAndIsLoggedAndKeptForRethrowDragDropHookError) {
+    // (Drop answered S_OK here before: the drag's source was told that the
+    // data went over although the hook had failed.)
     Make({CF_TEXT}, {CF_TEXT});
-    class CThrowingSink : public CVskDnDDropEvent {
-        void OnDropText(void*, const char*) override { throw std::runtime_error("hook failed"); }
-    } throwing;
+    CThrowingDropSink throwing;
+    HWND target = m_target->Handle();
+    m_target->onMessage = [&](UINT m, WPARAM w, LPARAM l) {
+        if (m == kNotifyMessage)
+            throwing.DoEvent(target, static_cast<unsigned int>(w), static_cast<long>(l));
+    };
+    CLogFile log;
+    POINTL pt{250, 50};
+    DWORD effect = DROPEFFECT_COPY;
+    EXPECT_EQ(E_UNEXPECTED, m_dropTarget->Drop(m_data, 0, pt, &effect));
+    EXPECT_EQ(static_cast<DWORD>(DROPEFFECT_NONE), effect);
+    EXPECT_FALSE(m_target->error) << "the exception reached the window procedure";
+    // No library call was running: the failure report, "例外発生(hook failed)"
+    // with the drop target's position.
+    const std::regex report("<TS>[^\n]*Vskolednd\\.cpp\\(\\d+\\): CVskDropTarget::Drop: "
+                            "\x97\xE1\x8A\x4F\x94\xAD\x90\xB6\\(hook failed\\)\r\n");
+    EXPECT_TRUE(std::regex_match(log.Text(), report)) << log.Text();
+    EXPECT_NO_THROW(vsk::RethrowWindowHandlerError()); // another collecting call's
+    EXPECT_EQ("hook failed", CollectedHookError());
+    EXPECT_EQ("nothing", CollectedHookError()); // given back once
+}
+
+TEST_F(ForwardingTest, ADirectCallOfTheTargetsSendMessageALetsAHookExceptionThroughAfterFreeingTheData) {
+    Make({CF_TEXT}, {CF_TEXT});
+    CThrowingDropSink throwing;
     HWND target = m_target->Handle();
     m_target->onMessage = [&](UINT m, WPARAM w, LPARAM l) {
         if (m == kNotifyMessage)
             throwing.DoEvent(target, static_cast<unsigned int>(w), static_cast<long>(l));
     };
     POINTL pt{250, 50};
-    DWORD effect = DROPEFFECT_COPY;
-    EXPECT_EQ(S_OK, m_dropTarget->Drop(m_data, 0, pt, &effect));
+    unsigned long effect = DROPEFFECT_COPY;
+    EXPECT_THROW(m_dropTarget->SendMessageA(3, m_data, 0, &pt, &effect), std::runtime_error);
     EXPECT_FALSE(m_target->error) << "the exception reached the window procedure";
+    EXPECT_EQ("nothing", CollectedHookError());
+}
+
+TEST_F(ForwardingTest, ATargetsFailureWhileALibraryCallRunsGoesToThatCallNotToTheCollectingCall) {
+    Make({CF_TEXT}, {CF_TEXT});
+    CThrowingDropSink throwing;
+    HWND target = m_target->Handle();
+    m_target->onMessage = [&](UINT m, WPARAM w, LPARAM l) {
+        if (m == kNotifyMessage)
+            throwing.DoEvent(target, static_cast<unsigned int>(w), static_cast<long>(l));
+    };
+    // A window of the library whose handler calls the target as the system
+    // would, while DoEvent (a running library call) dispatches it.
+    const UINT kCallTarget = WM_APP + 9;
+    HRESULT dropResult = S_OK;
+    class CCallingWnd : public CVskWnd {
+    public:
+        std::function<void()> onCall;
+        long OnMessage(unsigned int msg, unsigned int wParam, long lParam) override {
+            if (msg == kCallTarget)
+                onCall();
+            return CVskWnd::OnMessage(msg, wParam, lParam);
+        }
+    } caller;
+    caller.onCall = [&] {
+        POINTL pt{250, 50};
+        DWORD effect = DROPEFFECT_COPY;
+        dropResult = m_dropTarget->Drop(m_data, 0, pt, &effect);
+    };
+    ASSERT_EQ(0, caller.Create(nullptr, "caller", WS_OVERLAPPEDWINDOW, 0, 0, 0, 100, 100, nullptr, nullptr,
+                               ::GetModuleHandleA(nullptr)));
+    ::PostMessageA(caller.GetHandle(), kCallTarget, 0, 0);
+    std::string caught = "nothing";
     try {
-        vsk::RethrowDragDropHookError();
-        ADD_FAILURE() << "nothing kept";
+        caller.DoEvent();
     } catch (const std::runtime_error& e) {
-        EXPECT_STREQ("hook failed", e.what());
+        caught = e.what();
     }
-    EXPECT_NO_THROW(vsk::RethrowDragDropHookError()); // given back once
+    EXPECT_EQ(E_UNEXPECTED, dropResult);
+    EXPECT_EQ("hook failed", caught);
+    EXPECT_EQ("nothing", CollectedHookError());
+    ::DestroyWindow(caller.GetHandle());
+}
+
+TEST_F(ForwardingTest, TheDataObjectAnswersEUnexpectedWhenItsProviderThrows) {
+    Make({CF_TEXT}, {CF_TEXT});
+    class CThrowingProvider : public CVskDnDGetEvent {
+        void OnDropText(void*, CVskStr&) override { throw std::logic_error("provider failed"); }
+    } throwing;
+    HWND source = m_source->Handle();
+    m_source->onMessage = [&](UINT m, WPARAM w, LPARAM l) {
+        if (m == kDataMessage)
+            throwing.DoEvent(source, static_cast<unsigned int>(w), static_cast<long>(l));
+    };
+    FORMATETC request = Request(CF_TEXT);
+    STGMEDIUM medium{};
+    EXPECT_EQ(E_UNEXPECTED, m_data->GetData(&request, &medium));
+    EXPECT_EQ(nullptr, medium.hGlobal);
+    EXPECT_FALSE(m_source->error) << "the exception reached the window procedure";
+    EXPECT_EQ("provider failed", CollectedHookError());
 }
 
 TEST_F(ForwardingTest, AProviderExceptionIsKeptAndTheDataReportedAsNotFetched) {

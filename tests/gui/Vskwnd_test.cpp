@@ -1,11 +1,17 @@
 // Vskwnd_test.cpp - the window class and message loop, on real windows.
 #include "gui/Vskwnd.h"
 
+#include "tests/diagnostics/LogTestSupport.h"
+
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <functional>
 #include <memory>
+#include <regex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -375,24 +381,190 @@ TEST(CVskWnd, ExceptionOfOnMessageReachesDoMessageLoopCallerAndTheLoopCanGoOn) {
     EXPECT_EQ(1, wnd.destroys);
 }
 
-TEST(CVskWnd, ChoiceExceptionOfASentMessageIsThrownByTheNextDoEvent) {
+// ---------------------------------------------------------------------------
+// Exceptions of handlers: thrown by the innermost running library call, or
+// with none running written to the log and kept for the collecting call
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// "例外発生" (an exception occurred) in code page 932.
+const char kExceptionOccurred[] = "\x97\xE1\x8A\x4F\x94\xAD\x90\xB6";
+
+// The report a window procedure writes for `what`: time stamp, the position
+// of the window procedure in the library's source, the message (the log is a
+// text file: its lines end in CR LF).
+std::regex WndProcReport(const std::string& what) {
+    return std::regex("<TS>[^\n]*Vskwnd\\.cpp\\(\\d+\\): CVskWnd::WndProc: " + std::string(kExceptionOccurred) +
+                      "\\(" + what + "\\)\r\n");
+}
+
+int Matches(const std::string& text, const std::regex& pattern) {
+    return static_cast<int>(std::distance(std::sregex_iterator(text.begin(), text.end(), pattern),
+                                          std::sregex_iterator()));
+}
+
+std::string CollectedHandlerError() {
+    try {
+        vsk::RethrowWindowHandlerError();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "nothing";
+}
+
+using CVskWndLogTest = vsktest::CLogTest;
+
+} // namespace
+
+TEST(CVskWnd, ExceptionOfOnMessageSentByAnotherThreadEndsDoMessageLoopWithoutAnotherMessage) {
+    DrainThreadQueue();
     CRecordingWnd wnd;
     ASSERT_EQ(0, CreateDefault(wnd));
-    EXPECT_EQ(0, SendMessageA(wnd.GetHandle(), kThrowLogic, 0, 0)); // the system sees 0
-    EXPECT_THROW(wnd.DoEvent(), std::logic_error);
-    EXPECT_NO_THROW(wnd.DoEvent());
+    const HWND hwnd = wnd.GetHandle();
+    HANDLE loopEnded = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    std::atomic<bool> rescued{false};
+    std::thread sender([&] {
+        // Handled inside the loop's GetMessageA; nothing is posted after it.
+        SendMessageA(hwnd, kThrowLogic, 0, 0);
+        // Should the loop go on waiting, it is ended after a generous time
+        // and the test fails instead of hanging.
+        if (WaitForSingleObject(loopEnded, 30000) == WAIT_TIMEOUT) {
+            rescued = true;
+            PostMessageA(hwnd, kDestroyMe, 0, 0);
+        }
+    });
+    std::string caught = "nothing";
+    try {
+        wnd.DoMessageLoop();
+    } catch (const std::logic_error& e) {
+        caught = e.what();
+    }
+    SetEvent(loopEnded);
+    sender.join();
+    CloseHandle(loopEnded);
+    EXPECT_EQ("handler failed", caught);
+    EXPECT_FALSE(rescued) << "the loop waited for another message";
+    EXPECT_NE(nullptr, wnd.GetHandle());
+    Destroy(wnd);
+    DrainThreadQueue();
+}
+
+TEST(CVskWnd, ExceptionOfOnMessageSentByAnotherThreadIsThrownByDoEvent) {
+    CRecordingWnd wnd;
+    ASSERT_EQ(0, CreateDefault(wnd));
+    const HWND hwnd = wnd.GetHandle();
+    std::atomic<bool> sent{false};
+    std::thread sender([&] {
+        SendMessageA(hwnd, kThrowLogic, 0, 0);
+        sent = true;
+    });
+    std::string caught = "nothing";
+    // The message arrives while DoEvent looks at the queue; up to 30 s.
+    for (int i = 0; i < 3000 && caught == "nothing"; ++i) {
+        try {
+            wnd.DoEvent();
+        } catch (const std::logic_error& e) {
+            caught = e.what();
+        }
+        if (caught == "nothing")
+            Sleep(10);
+    }
+    sender.join();
+    EXPECT_TRUE(sent);
+    EXPECT_EQ("handler failed", caught);
+    EXPECT_EQ("nothing", CollectedHandlerError());
     Destroy(wnd);
 }
 
-TEST(CVskWnd, ChoiceOnlyTheFirstOfTwoKeptExceptionsIsThrown) {
+namespace {
+
+// A window whose handler of kPing runs another window's loop.
+class CNestingWnd : public CVskWnd {
+public:
+    CVskWnd* inner = nullptr;
+    std::string innerThrew = "nothing";
+    long OnMessage(unsigned int msg, unsigned int wParam, long lParam) override {
+        if (msg == kPing) {
+            try {
+                inner->DoMessageLoop();
+            } catch (const std::exception& e) {
+                innerThrew = e.what();
+                throw; // on out of this handler, to the outer loop
+            }
+        }
+        return CVskWnd::OnMessage(msg, wParam, lParam);
+    }
+};
+
+} // namespace
+
+TEST(CVskWnd, ANestedLoopThrowsItsHandlersExceptionAndTheOuterLoopWhatLeavesTheOuterHandler) {
+    DrainThreadQueue();
+    CRecordingWnd inner;
+    CNestingWnd outer;
+    ASSERT_EQ(0, CreateDefault(inner));
+    ASSERT_EQ(0, CreateDefault(outer));
+    outer.inner = &inner;
+    PostMessageA(outer.GetHandle(), kPing, 0, 0);
+    PostMessageA(inner.GetHandle(), kThrowLogic, 0, 0);
+    std::string caught = "nothing";
+    try {
+        outer.DoMessageLoop();
+    } catch (const std::logic_error& e) {
+        caught = e.what();
+    }
+    EXPECT_EQ("handler failed", outer.innerThrew) << "the inner loop, the innermost call, threw it";
+    EXPECT_EQ("handler failed", caught) << "what left the outer handler reached the outer loop";
+    EXPECT_EQ("nothing", CollectedHandlerError());
+    Destroy(inner);
+    Destroy(outer);
+    DrainThreadQueue();
+}
+
+TEST_F(CVskWndLogTest, ExceptionOfAMessageSentWhileNoLibraryCallRunsIsLoggedAndOnlyRethrowWindowHandlerErrorGivesIt) {
+    const std::string log = UseLog();
+    DrainThreadQueue();
     CRecordingWnd wnd;
     ASSERT_EQ(0, CreateDefault(wnd));
+    EXPECT_EQ(0, SendMessageA(wnd.GetHandle(), kThrowLogic, 0, 0)); // the system sees 0
+    // No later, unrelated call throws it.
+    EXPECT_NO_THROW(wnd.DoEvent());
+    PostMessageA(wnd.GetHandle(), kDestroyMe, 0, 0);
+    EXPECT_EQ(0, wnd.DoMessageLoop());
+    // The collecting call does, once.
+    EXPECT_EQ("handler failed", CollectedHandlerError());
+    EXPECT_EQ("nothing", CollectedHandlerError());
+    const std::string text = vsktest::MaskTimestamps(vsktest::ReadOrMissing(log));
+    EXPECT_EQ(1, Matches(text, WndProcReport("handler failed"))) << text;
+}
+
+TEST_F(CVskWndLogTest, OfTwoExceptionsKeptWhileNoCallRunsTheCollectingCallGivesTheFirstAndBothAreLogged) {
+    const std::string log = UseLog();
+    CRecordingWnd wnd;
+    ASSERT_EQ(0, CreateDefault(wnd, "t", WS_OVERLAPPEDWINDOW | WS_VISIBLE));
+    wnd.DoEvent();
     wnd.throwInPaint = true;
     SendMessageA(wnd.GetHandle(), kThrowLogic, 0, 0);
     InvalidateRect(wnd.GetHandle(), nullptr, FALSE);
-    UpdateWindow(wnd.GetHandle());
-    EXPECT_THROW(wnd.DoEvent(), std::logic_error);
+    UpdateWindow(wnd.GetHandle()); // WM_PAINT sent at once
+    wnd.throwInPaint = false;
     EXPECT_NO_THROW(wnd.DoEvent());
+    EXPECT_EQ("handler failed", CollectedHandlerError());
+    EXPECT_EQ("nothing", CollectedHandlerError());
+    const std::string text = vsktest::MaskTimestamps(vsktest::ReadOrMissing(log));
+    EXPECT_EQ(1, Matches(text, WndProcReport("handler failed"))) << text;
+    EXPECT_EQ(1, Matches(text, WndProcReport("paint failed"))) << text;
+    Destroy(wnd);
+}
+
+TEST_F(CVskWndLogTest, ExceptionsThatRunningCallsThrowAreNotLogged) {
+    const std::string log = UseLog();
+    CRecordingWnd wnd;
+    ASSERT_EQ(0, CreateDefault(wnd));
+    PostMessageA(wnd.GetHandle(), kThrowLogic, 0, 0);
+    EXPECT_THROW(wnd.DoEvent(), std::logic_error);
+    EXPECT_EQ("<missing>", vsktest::ReadOrMissing(log));
     Destroy(wnd);
 }
 

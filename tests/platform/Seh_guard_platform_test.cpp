@@ -1,12 +1,15 @@
 // Seh_guard_platform_test.cpp - the scoped structured-exception guard with real faults.
 #include "platform/Seh.h"
 
+#include "platform/CallbackBoundary.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
+#include <exception>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -192,4 +195,108 @@ TEST(SehGuard, StackOverflowRunsAHungryFilterReachesTheCallerAndCanHappenAgain) 
         EXPECT_EQ(0xC00000FDul, seen.code);
         EXPECT_EQ(head, vsk::detail::SehChainHead());
     }
+}
+
+// ---------------------------------------------------------------------------
+// The guard as a running call into the system (CallbackBoundary.h)
+// ---------------------------------------------------------------------------
+
+namespace {
+
+std::vector<std::string> g_guardReports;
+
+void RecordGuardReport(const std::exception_ptr& error, const vsk::detail::CBoundarySite&) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const std::exception& e) {
+        g_guardReports.push_back(e.what());
+    }
+}
+
+// LineDDA's per-point function (called by gdi32): throws at the first point
+// under the boundary, faults at the second.
+struct CPoints {
+    int seen = 0;
+    bool fault = false;
+};
+
+void CALLBACK FailingPoint(int, int, LPARAM data) {
+    auto* points = reinterpret_cast<CPoints*>(data);
+    ++points->seen;
+    vsk::detail::RunAtBoundary(VSK_BOUNDARY_SITE("FailingPoint"), nullptr, [&] {
+        if (points->seen == 1)
+            throw std::logic_error("kept by the callback");
+    });
+    if (points->fault && points->seen == 2)
+        AccessViolation();
+}
+
+class SehGuardCalls : public ::testing::Test {
+protected:
+    void SetUp() override {
+        g_guardReports.clear();
+        m_previous = vsk::detail::SetErrorReporter(&RecordGuardReport);
+    }
+    void TearDown() override {
+        vsk::detail::SetErrorReporter(m_previous);
+        EXPECT_EQ(0u, vsk::detail::RunningCallCount());
+    }
+
+private:
+    vsk::detail::ErrorReporter m_previous = nullptr;
+};
+
+} // namespace
+
+TEST_F(SehGuardCalls, AnExceptionThatACallbackKeepsForTheGuardIsThrownWhenTheBodyReturns) {
+    CSeen seen;
+    CPoints points;
+    bool bodyEnded = false;
+    std::string caught = "nothing";
+    try {
+        vsk::detail::SehGuarded(
+            [&] {
+                LineDDA(0, 0, 5, 0, &FailingPoint, reinterpret_cast<LPARAM>(&points));
+                bodyEnded = true;
+            },
+            ThrowingFilter, &seen);
+    } catch (const std::logic_error& e) {
+        caught = e.what();
+    }
+    EXPECT_TRUE(bodyEnded) << "the body runs on after the callback returned";
+    EXPECT_EQ("kept by the callback", caught);
+    EXPECT_EQ(5, points.seen);
+    EXPECT_TRUE(g_guardReports.empty());
+}
+
+TEST_F(SehGuardCalls, AFaultInACallbackOfARunningCallEndsThatCallAndTheGuardThrowsTheFiltersException) {
+    void* const head = vsk::detail::SehChainHead();
+    CSeen seen;
+    CPoints points;
+    points.fault = true;
+    const std::string message = GuardedMessage(
+        [&] {
+            // A library call into the system; its callback keeps an
+            // exception for it, then faults inside the system's walk.
+            vsk::detail::CSystemCallScope running;
+            LineDDA(0, 0, 5, 0, &FailingPoint, reinterpret_cast<LPARAM>(&points));
+            running.RethrowError();
+        },
+        seen);
+    EXPECT_EQ("filtered 3221225477", message);
+    EXPECT_EQ(2, points.seen);
+    EXPECT_EQ(head, vsk::detail::SehChainHead());
+    // The running call ended with the guard's jump; what it held is a later
+    // exception of the guard's and goes to the report.
+    EXPECT_EQ(0u, vsk::detail::RunningCallCount());
+    ASSERT_EQ(1u, g_guardReports.size());
+    EXPECT_EQ("kept by the callback", g_guardReports[0]);
+}
+
+TEST_F(SehGuardCalls, AGuardInsideARunningCallTakesTheFaultAndTheCallOutsideSeesNothing) {
+    vsk::detail::CSystemCallScope outside;
+    CSeen seen;
+    EXPECT_EQ("filtered 3221225477", GuardedMessage([] { AccessViolation(); }, seen));
+    EXPECT_FALSE(outside.Failed());
+    EXPECT_EQ(1u, vsk::detail::RunningCallCount());
 }
